@@ -1,0 +1,283 @@
+#pragma once
+// Direct table engine: software tables whose keys map one-to-one onto the rows of a directly
+// indexed hardware table. A concrete table supplies the key-to-row formula and the row encoder
+// and decoder; the engine writes rows only when their words change, walks every row at start,
+// repairs position-dependent ("static") bits and reconciles software with hardware after a
+// restart. The templates at the end give a concrete table its collections and hooks, so a table
+// module holds only its layout.
+#include <map>
+#include <string>
+
+#include "Fen/Collection.h"
+#include "Fen/Ptr.h"
+#include "Fen/Trace.h"
+#include "Fen/Value.h"
+#include "TarnSwitchApi/SwTable.h"
+#include "TarnSwitchTable/TarnTableHwRow.h"
+
+namespace TarnSwitchTable {
+
+using TarnSwitchApi::HwTableCollection;
+using TarnSwitchApi::HwTableDescriptor;
+using TarnSwitchApi::HwTableDescriptorConfig;
+using TarnSwitchApi::HwTableId;
+using TarnSwitchApi::HwTableRegisterMapping;
+using TarnSwitchApi::TableState;
+
+// The engine's trace handle (module "TarnTableDirectBase").
+const Fen::TraceHandle& directBaseTrace();
+
+// The row item handed between a direct table and its convertor.
+class DirectBaseEntry : public Fen::PtrInterface {
+ public:
+  const char* fwkType() const override { return "TarnSwitchTable::DirectBaseEntry"; }
+  // False for a null row: one that must read as empty in hardware.
+  bool valid = false;
+  // Text form of the entry (key and result fields after `valid`).
+  virtual std::string toStrep() const = 0;
+};
+
+class DirectBaseConvertor;
+
+class DirectBaseTable : public TarnSwitchApi::SwTable {
+ public:
+  using SwTable::SwTable;
+  const char* fwkType() const override { return "TarnSwitchTable::DirectBaseTable"; }
+
+  // Builds the convertor, hands it the descriptor configuration and chip, connects it, lets it
+  // set its static-word masks and runs doInitDirectTable.
+  void doSetProfileConvertor(Fen::Ptr<HwTableDescriptorConfig> config,
+                             Fen::Ptr<HwTableCollection> chip) override;
+
+  virtual Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const = 0;
+  virtual bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
+  // Stores the item's key and result into software (adopting a hardware row).
+  virtual void entryIsByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) = 0;
+  virtual bool entryEqualByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
+  // Overwrites the item's result with software's result for its key.
+  virtual void updateDirectItem(const Fen::Ptr<DirectBaseEntry>& item) const = 0;
+  virtual bool hwInconsistentEntryFromDirectItem(
+      const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
+  virtual void hwInconsistentEntryDelFromDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) = 0;
+
+  // Hook run once the convertor is connected; traces the table's name.
+  virtual void doInitDirectTable();
+  // Programs the row of a changed key (its result, or the null row when absent).
+  void handleDirectEntry(const Fen::PtrConst<DirectBaseEntry>& directEntry);
+
+  DirectBaseConvertor* profileConvertor() const;
+};
+
+class DirectBaseConvertor : public TarnSwitchApi::SwTableProfileConvertor {
+ public:
+  // `hwEntryWords` above 8 raises the DataArrayIndex range exception.
+  DirectBaseConvertor(DirectBaseTable* swTable, U8 hwEntryWords);
+  const char* fwkType() const override { return "TarnSwitchTable::DirectBaseConvertor"; }
+
+  void syncEntries() override;
+  virtual HwIndex hwIndexFromItem(const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
+  // Writes the static bits of row `index` into `buffer` (hwEntryWords words).
+  virtual void setStaticBuffer(HwIndex index, U32* buffer) = 0;
+  // Encodes the item into `buffer`, static bits included.
+  virtual void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& item, U32* buffer) = 0;
+  // A new item for row `index` with `valid` false and a zero result.
+  virtual Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const = 0;
+  // Reads row `index` of hardware table 0 as an item, valid when the row is not empty.
+  virtual Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) = 0;
+  // Sets the static-word masks; run when the convertor is connected.
+  virtual void handleInitialized() {}
+
+  // Writes the item's row to every hardware copy whose words differ.
+  void hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& directEntry);
+  // Writes the null encoding of row `index`.
+  void hwTableEntryDel(HwIndex index);
+  // Visits every row of table 0's range: reset empties it, otherwise sanitizeEntry.
+  void initHwEntries(bool resetHw);
+  // Repairs the static bits of row `index` in every copy, keeping the data bits.
+  void sanitizeEntry(HwIndex index);
+
+  U8 hwEntryWords() const { return hwEntryWords_; }
+  const std::map<U8, U32>& hwStaticWord() const { return hwStaticWord_; }
+  void hwStaticWordIs(U8 word, U32 mask) { hwStaticWord_[word] = mask; }
+  void hwStaticWordDel(U8 word) { hwStaticWord_.erase(word); }
+  void hwStaticWordDelAll() { hwStaticWord_.clear(); }
+  DirectBaseTable* swTable() const { return swTable_; }
+
+ protected:
+  // Declares hardware table `id` on the chip and records it with its descriptor.
+  void declareHwTable(HwTableId id, const std::string& hwTableName, TableState state, HwIndex lower,
+                      HwIndex upper, Fen::PtrConst<HwTableRegisterMapping> mapping);
+  // Reads row `index` of hardware table 0 (a corrupted row reads as the default configuration)
+  // into `words`, which holds 8 words; words the row lacks read as 0.
+  void readHwWords(HwIndex index, U32* words);
+
+ private:
+  HwTableDescriptor& descriptor0() const;
+
+  DirectBaseTable* swTable_;
+  U8 hwEntryWords_;
+  std::map<U8, U32> hwStaticWord_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Typed layer: key and result value types, the entry that carries them, the table that keeps
+// them and the convertor hooks that follow from a key-to-row formula and a row codec.
+
+// Entry of a direct table. D names itself with `static constexpr const char* fenTypeName`.
+template <class D, class K, class R>
+class DirectEntry : public DirectBaseEntry {
+ public:
+  using Key = K;
+  using Result = R;
+  Key key;
+  Result result;
+
+  const char* fwkType() const override { return D::fenTypeName; }
+  std::string toStrep() const override {
+    std::string out = std::string("Value('") + D::fenTypeName + "', ** {'valid': ";
+    Fen::ValueTraits<bool>::print(out, valid);
+    bool first = false;
+    Fen::printFieldList(out, first, key);
+    Fen::printFieldList(out, first, result);
+    return out + "})";
+  }
+};
+
+// Text form of an entry handle, or "NULL" when absent.
+template <class E>
+std::string entryText(const Fen::Ptr<E>& e) {
+  return e ? e->toStrep() : "NULL";
+}
+
+template <class Entry>
+class DirectTable : public DirectBaseTable {
+ public:
+  using Key = typename Entry::Key;
+  using Result = typename Entry::Result;
+  using DirectBaseTable::DirectBaseTable;
+
+  const Fen::KeyedCollection<Key, Result>& entry() const { return entry_; }
+  const Result* entry(const Key& k) const { return entry_.find(k); }
+  const Fen::KeyedCollection<Key, bool>& hwInconsistentEntry() const { return inconsistent_; }
+  bool hwInconsistentEntry(const Key& k) const { return inconsistent_.has(k); }
+
+  // Stores the result and programs its row; an equal value changes nothing.
+  void entryIs(const Key& k, const Result& r) {
+    if (!entry_.set(k, r)) return;
+    handleEntry(k);
+    entry_.notify(k);
+  }
+  // Removes the key and programs its null row; an absent key changes nothing.
+  void entryDel(const Key& k) {
+    if (!entry_.del(k)) return;
+    handleEntry(k);
+    entry_.notify(k);
+  }
+  void entryDelAll() {
+    while (entry_.size() != 0) entryDel(entry_.begin()->first);
+  }
+  void entryObserverIs(typename Fen::KeyedCollection<Key, Result>::Observer o) {
+    entry_.observerIs(std::move(o));
+  }
+  void hwInconsistentEntryIs(const Key& k, bool v) {
+    if (inconsistent_.set(k, v)) inconsistent_.notify(k);
+  }
+  void hwInconsistentEntryDel(const Key& k) {
+    if (inconsistent_.del(k)) inconsistent_.notify(k);
+  }
+  void hwInconsistentEntryDelAll() {
+    while (inconsistent_.size() != 0) hwInconsistentEntryDel(inconsistent_.begin()->first);
+  }
+
+  // Programs the key's row: the stored result, or the null row when the key is absent. Reuses
+  // one item across calls, so programming allocates nothing once the table is warm.
+  void handleEntry(const Key& k) {
+    if (!profileConvertorPtr()) return;
+    if (!scratch_.unique()) scratch_ = Fen::makePtr<Entry>();
+    const Result* r = entry_.find(k);
+    scratch_->valid = r != nullptr;
+    scratch_->key = k;
+    scratch_->result = r ? *r : Result();
+    FEN_TRACE(directBaseTrace(), 8, "Programming Entry " << scratch_->toStrep());
+    handleDirectEntry(scratch_);
+  }
+
+  bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
+    return entry_.has(cast(item).key);
+  }
+  void entryIsByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
+    entryIs(cast(item).key, cast(item).result);
+  }
+  bool entryEqualByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
+    const Result* r = entry_.find(cast(item).key);
+    return r && *r == cast(item).result;
+  }
+  void updateDirectItem(const Fen::Ptr<DirectBaseEntry>& item) const override {
+    Entry& e = static_cast<Entry&>(*item);
+    const Result* r = entry_.find(e.key);
+    e.result = r ? *r : Result();
+  }
+  bool hwInconsistentEntryFromDirectItem(
+      const Fen::PtrConst<DirectBaseEntry>& item) const override {
+    return inconsistent_.has(cast(item).key);
+  }
+  void hwInconsistentEntryDelFromDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
+    hwInconsistentEntryDel(cast(item).key);
+  }
+
+ private:
+  static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {
+    return static_cast<const Entry&>(*item);
+  }
+
+  Fen::KeyedCollection<Key, Result> entry_;
+  Fen::KeyedCollection<Key, bool> inconsistent_;
+  Fen::Ptr<Entry> scratch_;
+};
+
+// Convertor hooks that follow from the key-to-row formula (hwIndexFromKey, keyFromHwIndex) and
+// the row codec (encodeResult, decodeResult). An entry is valid when its result is not the empty
+// result.
+template <class Entry>
+class DirectConvertor : public DirectBaseConvertor {
+ public:
+  using Key = typename Entry::Key;
+  using Result = typename Entry::Result;
+  using DirectBaseConvertor::DirectBaseConvertor;
+
+  virtual HwIndex hwIndexFromKey(const Key& k) const = 0;
+  virtual Key keyFromHwIndex(HwIndex index) const = 0;
+  // Writes the result's data bits into the row buffer (static bits are set afterwards).
+  virtual void encodeResult(const Result& r, U32* buffer) const = 0;
+  // Reads the result from a row's words (8 words, missing ones 0).
+  virtual Result decodeResult(const U32* words) const = 0;
+
+  HwIndex hwIndexFromItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
+    return hwIndexFromKey(static_cast<const Entry&>(*item).key);
+  }
+  void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& item, U32* buffer) override {
+    encodeResult(static_cast<const Entry&>(*item).result, buffer);
+    setStaticBuffer(hwIndexFromItem(item), buffer);
+  }
+  Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const override {
+    auto e = Fen::makePtr<Entry>();
+    e->key = keyFromHwIndex(index);
+    return e;
+  }
+  Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) override {
+    FEN_TRACE(directBaseTrace(), 8,
+              "virtual Fen::Ptr<TarnSwitchTable::DirectBaseEntry> "
+              "TarnSwitchTable::DirectBaseConvertor::decodeHwEntry(TarnSwitchApi::HwIndex) "
+                  << index);
+    U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
+    readHwWords(index, words);
+    auto e = Fen::makePtr<Entry>();
+    e->result = decodeResult(words);
+    e->key = keyFromHwIndex(index);
+    e->valid = !(e->result == Result());
+    FEN_TRACE(directBaseTrace(), 7, "Decoded entry is " << e->toStrep());
+    return e;
+  }
+};
+
+}  // namespace TarnSwitchTable

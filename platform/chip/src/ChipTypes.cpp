@@ -1,0 +1,119 @@
+#include <cstdio>
+
+#include "Bridging/VlanId.h"
+#include "Lanx/EthAddr.h"
+#include "TarnSwitch/ChipPortId.h"
+#include "TarnSwitch/ChipProfile.h"
+
+namespace TarnSwitch {
+
+const std::string& ChipPortIdTag::message() {
+  static const std::string m = Fen::rangeMessageMinNull(name);
+  return m;
+}
+
+const std::vector<ChipProfile>& builtinProfiles() {
+  static const std::vector<ChipProfile> all = [] {
+    ChipProfile d;
+    d.name = "default";
+    d.portCount = 48;
+    d.pipelineCount = 4;
+    d.portsPerPipeline = 12;
+    d.hasCpuPipeline = true;
+    d.revision = 2;
+    d.hwApi = ProfileHwApi{4, 1};
+    ChipProfile l;
+    l.name = "legacy";
+    l.portCount = 24;
+    l.pipelineCount = 2;
+    l.portsPerPipeline = 12;
+    l.hasCpuPipeline = false;
+    l.revision = 1;
+    l.hwApi = ProfileHwApi{4, 0};
+    return std::vector<ChipProfile>{d, l};
+  }();
+  return all;
+}
+
+const ChipProfile* builtinProfile(const std::string& name) {
+  for (const auto& p : builtinProfiles()) {
+    if (p.name == name) return &p;
+  }
+  return nullptr;
+}
+
+}  // namespace TarnSwitch
+
+namespace Bridging {
+
+const std::string& VlanIdTag::message() {
+  static const std::string m = Fen::rangeMessageLiteral(name, 1, 4094);
+  return m;
+}
+
+const std::string& VlanIdOrNoneTag::message() {
+  static const std::string m = Fen::rangeMessageLiteralMax(name, 4094);
+  return m;
+}
+
+}  // namespace Bridging
+
+namespace Lanx {
+
+EthAddr EthAddr::fromU64(Fen::U64 v) {
+  std::array<Fen::U8, 6> o{};
+  for (unsigned i = 0; i < 6; ++i) o[i] = Fen::U8(v >> (8 * (5 - i)));
+  return EthAddr(o);
+}
+
+Fen::U64 EthAddr::toU64() const {
+  Fen::U64 v = 0;
+  for (auto b : o_) v = (v << 8) | b;
+  return v;
+}
+
+}  // namespace Lanx
+
+namespace Fen {
+
+void ValueTraits<Lanx::EthAddr>::print(std::string& out, const Lanx::EthAddr& v) {
+  char buf[18];
+  std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", v.octet(0), v.octet(1),
+                v.octet(2), v.octet(3), v.octet(4), v.octet(5));
+  out += buf;
+}
+
+Lanx::EthAddr ValueTraits<Lanx::EthAddr>::parse(TextReader& in) {
+  std::array<U8, 6> o{};
+  std::string_view start = in.rest();
+  for (unsigned i = 0; i < 6; ++i) {
+    if (i > 0 && !in.consume(":")) in.fail("an Ethernet address aa:bb:cc:dd:ee:ff");
+    std::string_view r = in.rest();
+    auto hex = [](char c) {
+      return c >= '0' && c <= '9'   ? c - '0'
+             : c >= 'a' && c <= 'f' ? c - 'a' + 10
+             : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                    : -1;
+    };
+    if (r.size() < 2 || hex(r[0]) < 0 || hex(r[1]) < 0) {
+      TextReader(start).fail("an Ethernet address aa:bb:cc:dd:ee:ff");
+    }
+    o[i] = U8(hex(r[0]) * 16 + hex(r[1]));
+    in.consume(r.substr(0, 2));
+  }
+  return Lanx::EthAddr(o);
+}
+
+void ValueTraits<TarnSwitch::ProfileHwApi>::print(std::string& out, TarnSwitch::ProfileHwApi v) {
+  out += std::to_string(v.major) + "." + std::to_string(v.minor);
+}
+
+TarnSwitch::ProfileHwApi ValueTraits<TarnSwitch::ProfileHwApi>::parse(TextReader& in) {
+  TarnSwitch::ProfileHwApi v;
+  v.major = ValueTraits<U8>::parse(in);
+  in.expect(".");
+  v.minor = ValueTraits<U8>::parse(in);
+  return v;
+}
+
+}  // namespace Fen

@@ -1,0 +1,39 @@
+#pragma once
+// Fixed-capacity array of plain values with a size; refuses more values than it holds.
+#include <algorithm>
+#include <string>
+
+#include "Fen/Exception.h"
+#include "Fen/Types.h"
+
+namespace Fen {
+
+template <class T, std::size_t N>
+class PodArray {
+ public:
+  static constexpr std::size_t capacity = N;
+
+  std::size_t size() const { return size_; }
+  const T* data() const { return data_; }
+  const T& operator[](std::size_t i) const { return data_[i]; }
+
+  // Replaces the contents with n values; more than N raises the range exception.
+  void set(const T* src, std::size_t n) {
+    if (n > N) throw RangeException("PodArray::set expected size <= " + std::to_string(N));
+    std::copy(src, src + n, data_);
+    std::fill(data_ + n, data_ + N, T());
+    size_ = n;
+  }
+  // Sets element i (< N), growing the size to cover it.
+  void setAt(std::size_t i, const T& v) {
+    if (i >= N) throw RangeException("PodArray::set expected size <= " + std::to_string(N));
+    data_[i] = v;
+    size_ = std::max(size_, i + 1);
+  }
+
+ private:
+  T data_[N] = {};
+  std::size_t size_ = 0;
+};
+
+}  // namespace Fen

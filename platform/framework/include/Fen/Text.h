@@ -1,0 +1,100 @@
+#pragma once
+// Value text form: readers and writers of the printable form of every value type, e.g.
+// "Value('TarnSwitchTable::ArpKey', ** {'egressPort': 3, 'rewriteIndex': 5})".
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Fen/Exception.h"
+#include "Fen/Types.h"
+
+namespace Fen {
+
+// The rest of a text being parsed, consumed from the front.
+class TextReader {
+ public:
+  explicit TextReader(std::string_view text) : rest_(text) {}
+
+  std::string_view rest() const { return rest_; }
+  bool atEnd() const { return rest_.empty(); }
+  // Consumes `expected` or raises TextFormException quoting it and the rest of the input.
+  void expect(std::string_view expected);
+  // True (and consumed) when the rest starts with `text`.
+  bool consume(std::string_view text);
+  // Reads an unsigned decimal (or 0x-prefixed hexadecimal) number that fits 64 bits.
+  U64 readUnsigned();
+  // Reads up to (not including) the first character in `stops`, or to the end.
+  std::string_view readUntil(std::string_view stops);
+  // Raises TextFormException unless the whole input was consumed.
+  void expectEnd();
+  [[noreturn]] void fail(std::string_view expected) const;
+
+ private:
+  std::string_view rest_;
+};
+
+// Print/parse/hash of one field type. Specialised per type; integers and bool are built in.
+template <class T, class Enable = void>
+struct ValueTraits;
+
+U32 hashMix(U32 seed, U64 value, unsigned widthBytes);
+
+template <class T>
+struct ValueTraits<T, std::enable_if_t<std::is_unsigned_v<T> && !std::is_same_v<T, bool>>> {
+  static const char* typeName() {
+    switch (sizeof(T)) {
+      case 1:
+        return "U8";
+      case 2:
+        return "U16";
+      case 4:
+        return "U32";
+      default:
+        return "U64";
+    }
+  }
+  static void print(std::string& out, T v) { out += std::to_string(v); }
+  static T parse(TextReader& in) {
+    U64 v = in.readUnsigned();
+    if (v > static_cast<U64>(static_cast<T>(~T(0)))) {
+      throw RangeException(std::string(typeName()) + "::value > " +
+                           std::to_string(static_cast<T>(~T(0))) + " not allowed");
+    }
+    return static_cast<T>(v);
+  }
+  static U32 hash(U32 seed, T v) { return hashMix(seed, v, sizeof(T)); }
+};
+
+template <>
+struct ValueTraits<bool> {
+  static const char* typeName() { return "bool"; }
+  static void print(std::string& out, bool v) { out += v ? "true" : "false"; }
+  static bool parse(TextReader& in);
+  static U32 hash(U32 seed, bool v) { return hashMix(seed, v ? 1 : 0, 1); }
+};
+
+template <>
+struct ValueTraits<std::string> {
+  static const char* typeName() { return "String"; }
+  static void print(std::string& out, const std::string& v);
+  static std::string parse(TextReader& in);
+  static U32 hash(U32 seed, const std::string& v);
+};
+
+// Whole-text helpers: the value must span the entire text.
+template <class T>
+T parseText(std::string_view text) {
+  TextReader in(text);
+  T v = ValueTraits<T>::parse(in);
+  in.expectEnd();
+  return v;
+}
+
+template <class T>
+std::string printText(const T& v) {
+  std::string out;
+  ValueTraits<T>::print(out, v);
+  return out;
+}
+
+}  // namespace Fen

@@ -1,0 +1,123 @@
+#include "Fen/Text.h"
+
+#include "Fen/Ranged.h"
+
+namespace Fen {
+
+void TextReader::fail(std::string_view expected) const {
+  std::string msg = "\"";
+  msg += expected;
+  msg += "\", instead got ";
+  msg += rest_;
+  throw TextFormException(msg);
+}
+
+void TextReader::expect(std::string_view expected) {
+  if (!consume(expected)) fail(expected);
+}
+
+bool TextReader::consume(std::string_view text) {
+  if (rest_.substr(0, text.size()) != text) return false;
+  rest_.remove_prefix(text.size());
+  return true;
+}
+
+U64 TextReader::readUnsigned() {
+  unsigned base = 10;
+  std::string_view s = rest_;
+  if (s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X')) {
+    base = 16;
+    s.remove_prefix(2);
+  }
+  U64 v = 0;
+  std::size_t n = 0;
+  for (; n < s.size(); ++n) {
+    char c = s[n];
+    unsigned d;
+    if (c >= '0' && c <= '9') {
+      d = unsigned(c - '0');
+    } else if (base == 16 && c >= 'a' && c <= 'f') {
+      d = unsigned(c - 'a' + 10);
+    } else if (base == 16 && c >= 'A' && c <= 'F') {
+      d = unsigned(c - 'A' + 10);
+    } else {
+      break;
+    }
+    if (v > (~U64(0) - d) / base)
+      throw RangeException("U64::value > 18446744073709551615 not allowed");
+    v = v * base + d;
+  }
+  if (n == 0) fail("an unsigned number");
+  rest_ = s.substr(n);
+  return v;
+}
+
+std::string_view TextReader::readUntil(std::string_view stops) {
+  std::size_t n = rest_.find_first_of(stops);
+  if (n == std::string_view::npos) n = rest_.size();
+  std::string_view token = rest_.substr(0, n);
+  rest_.remove_prefix(n);
+  return token;
+}
+
+void TextReader::expectEnd() {
+  if (!rest_.empty()) fail("end of text");
+}
+
+U32 hashMix(U32 seed, U64 value, unsigned widthBytes) {
+  // FNV-1a over the value's bytes, least significant first, then a final avalanche.
+  U32 h = seed ^ 2166136261u;
+  for (unsigned i = 0; i < widthBytes && i < 8; ++i) {
+    h ^= U32((value >> (8 * i)) & 0xFF);
+    h *= 16777619u;
+  }
+  h ^= h >> 15;
+  h *= 0x2C1B3C6Du;
+  h ^= h >> 12;
+  return h;
+}
+
+bool ValueTraits<bool>::parse(TextReader& in) {
+  if (in.consume("true")) return true;
+  if (in.consume("false")) return false;
+  in.fail("true or false");
+}
+
+void ValueTraits<std::string>::print(std::string& out, const std::string& v) {
+  out += '\'';
+  out += v;
+  out += '\'';
+}
+
+std::string ValueTraits<std::string>::parse(TextReader& in) {
+  in.expect("'");
+  std::string v(in.readUntil("'"));
+  in.expect("'");
+  return v;
+}
+
+U32 ValueTraits<std::string>::hash(U32 seed, const std::string& v) {
+  for (char c : v) seed = hashMix(seed, U8(c), 1);
+  return seed;
+}
+
+std::string rangeMessageMinMax(const char* type) {
+  std::string t(type);
+  return t + "::value < " + t + "::min or > " + t + "::max not allowed";
+}
+
+std::string rangeMessageMinNull(const char* type) {
+  std::string t(type);
+  return t + "::value < " + t + "::min or > " + t + "::null not allowed";
+}
+
+std::string rangeMessageLiteral(const char* type, U64 min, U64 max) {
+  return std::string(type) + "::value < " + std::to_string(min) + " or > " + std::to_string(max) +
+         " not allowed";
+}
+
+std::string rangeMessageLiteralMax(const char* type, U64 max) {
+  return std::string(type) + "::value > " + std::to_string(max) + " not allowed";
+}
+
+}  // namespace Fen

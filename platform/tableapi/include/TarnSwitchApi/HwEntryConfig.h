@@ -1,0 +1,30 @@
+#pragma once
+// One hardware row: its index and up to 8 data words.
+#include "Fen/PodArray.h"
+#include "TarnSwitchApi/Types.h"
+
+namespace TarnSwitchApi {
+
+class HwEntryConfig {
+ public:
+  HwEntryConfig() = default;
+  explicit HwEntryConfig(HwIndex index) : index_(index) {}
+
+  HwIndex index() const { return index_; }
+  // Count of data words set (the highest word set plus one).
+  unsigned words() const { return unsigned(data_.size()); }
+  U32 data(DataArrayIndex i) const { return data_[i.value()]; }
+  const U32* dataArray() const { return data_.data(); }
+  // Sets word i, growing the word count to cover it.
+  void dataIs(DataArrayIndex i, U32 value) { data_.setAt(i.value(), value); }
+  // Replaces all words; more than 8 raises "PodArray::set expected size <= 8".
+  void dataIs(const U32* words, std::size_t n) { data_.set(words, n); }
+
+  friend bool operator==(const HwEntryConfig& a, const HwEntryConfig& b);
+
+ private:
+  HwIndex index_ = 0;
+  Fen::PodArray<U32, hwEntryMaxWords> data_;
+};
+
+}  // namespace TarnSwitchApi

@@ -1,0 +1,164 @@
+// Save and load of the whole hardware state of a simulated chip, as text:
+//
+//   tarn-hw-state 1
+//   profile <profile text form>
+//   table <name> <lower> <upper> <present rows>
+//   row <index> <word count> <word>...
+//   end <tables> <rows>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "Fen/File.h"
+#include "TarnSwitchApi/HwTable.h"
+
+namespace TarnSwitchApi {
+namespace {
+
+const char* const fileMagic = "tarn-hw-state 1";
+
+// The lines of a state file, read one at a time with the line number kept for messages.
+class StateReader {
+ public:
+  explicit StateReader(const std::string& path) : path_(path) {
+    std::ifstream in(path);
+    if (!in) throw HwStateException(path + ": cannot open hardware state file");
+    for (std::string l; std::getline(in, l);) lines_.push_back(l);
+  }
+
+  bool atEnd() const { return next_ == lines_.size(); }
+  const std::string& peek() {
+    if (atEnd()) fail("truncated file");
+    return lines_[next_];
+  }
+  // Next line, whose first word must be `keyword`; returns the rest as a stream.
+  std::istringstream line(const char* keyword) {
+    std::istringstream fields(peek());
+    ++next_;
+    std::string word;
+    fields >> word;
+    if (word != keyword) {
+      fail("expected '" + std::string(keyword) + "', instead got '" + lines_[next_ - 1] + "'");
+    }
+    return fields;
+  }
+  U32 number(std::istringstream& fields, const char* what) {
+    std::string token;
+    fields >> token;
+    std::size_t used = 0;
+    unsigned long long v = 0;
+    try {
+      v = std::stoull(token, &used, 10);
+    } catch (const std::exception&) {
+      used = 0;
+    }
+    if (token.empty() || used != token.size() || token[0] == '-' || v > 0xFFFFFFFFull) {
+      fail("bad " + std::string(what) + " '" + token + "'");
+    }
+    return U32(v);
+  }
+  void endOfLine(std::istringstream& fields) {
+    std::string extra;
+    if (fields >> extra) fail("unexpected '" + extra + "'");
+  }
+  [[noreturn]] void fail(const std::string& msg) const {
+    throw HwStateException(path_ + ":" + std::to_string(next_) + ": " + msg);
+  }
+
+ private:
+  std::string path_;
+  std::vector<std::string> lines_;
+  std::size_t next_ = 0;
+};
+
+TarnSwitch::ChipProfile readProfile(StateReader& r) {
+  if (r.peek() != fileMagic) r.fail("not a hardware state file (no 'tarn-hw-state 1' header)");
+  r.line("tarn-hw-state");
+  auto fields = r.line("profile");
+  std::string text;
+  std::getline(fields >> std::ws, text);
+  try {
+    return TarnSwitch::ChipProfile::fromText(text);
+  } catch (const Fen::Exception& e) {
+    r.fail(std::string("bad profile: ") + e.what());
+  }
+}
+
+U32 readTable(StateReader& r, HwTableCollection& chip) {
+  auto fields = r.line("table");
+  std::string name;
+  fields >> name;
+  U32 lower = r.number(fields, "lower bound");
+  U32 upper = r.number(fields, "upper bound");
+  U32 rows = r.number(fields, "row count");
+  r.endOfLine(fields);
+  if (name.empty() || upper < lower || chip.hwTable(name)) r.fail("bad table '" + name + "'");
+  auto table = chip.hwTableIs(name, lower, upper);
+  for (U32 i = 0; i < rows; ++i) {
+    auto rf = r.line("row");
+    U32 index = r.number(rf, "row index");
+    U32 count = r.number(rf, "word count");
+    if (index < lower || index > upper || count > hwEntryMaxWords || table->hasEntry(index)) {
+      r.fail("bad row " + std::to_string(index) + " of table '" + name + "'");
+    }
+    U32 words[hwEntryMaxWords] = {};
+    for (U32 w = 0; w < count; ++w) words[w] = r.number(rf, "data word");
+    r.endOfLine(rf);
+    HwEntryConfig row(index);
+    row.dataIs(words, count);
+    table->entryIs(row);
+  }
+  return rows;
+}
+
+}  // namespace
+
+void HwTableCollection::save(const std::string& path) const {
+  std::ostringstream out;
+  out << fileMagic << "\nprofile " << profile_.toStrep() << "\n";
+  U64 totalRows = 0;
+  for (const auto& [name, t] : tables_) {
+    std::ostringstream rows;
+    U32 n = 0;
+    for (U64 i = t->lower(); i <= t->upper(); ++i) {
+      const HwEntryConfig* row = t->storedEntry(HwIndex(i));
+      if (!row) continue;
+      ++n;
+      rows << "row " << i << " " << row->words();
+      for (unsigned w = 0; w < row->words(); ++w) rows << " " << row->dataArray()[w];
+      rows << "\n";
+    }
+    out << "table " << name << " " << t->lower() << " " << t->upper() << " " << n << "\n"
+        << rows.str();
+    totalRows += n;
+  }
+  out << "end " << tables_.size() << " " << totalRows << "\n";
+  Fen::writeFileAtomically(path, out.str());
+}
+
+Fen::Ptr<HwTableCollection> HwTableCollection::load(const std::string& path,
+                                                    const TarnSwitch::ChipProfile* expected) {
+  StateReader r(path);
+  TarnSwitch::ChipProfile profile = readProfile(r);
+  if (expected && !(*expected == profile)) {
+    r.fail("saved for profile '" + profile.name + "', not for profile '" + expected->name + "'");
+  }
+  auto chip = Fen::makePtr<HwTableCollection>(profile);
+  U64 rows = 0;
+  U64 tables = 0;
+  while (r.peek().rfind("end", 0) != 0) {
+    rows += readTable(r, *chip);
+    ++tables;
+  }
+  auto fields = r.line("end");
+  if (r.number(fields, "table count") != tables || r.number(fields, "row count") != rows) {
+    r.fail("end line does not match the " + std::to_string(tables) + " tables and " +
+           std::to_string(rows) + " rows read");
+  }
+  r.endOfLine(fields);
+  if (!r.atEnd()) r.fail("text after the end line");
+  for (const auto& t : chip->hwTables()) t->writeCountReset();
+  return chip;
+}
+
+}  // namespace TarnSwitchApi

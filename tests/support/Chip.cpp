@@ -1,0 +1,15 @@
+#include "support/Chip.h"
+
+#include <stdexcept>
+
+#include "TarnSwitch/ChipProfile.h"
+
+namespace TarnTest {
+
+Fen::Ptr<TarnSwitchApi::HwTableCollection> makeChip(const std::string& profile) {
+  const TarnSwitch::ChipProfile* p = TarnSwitch::builtinProfile(profile);
+  if (!p) throw std::invalid_argument("no built-in profile " + profile);
+  return Fen::makePtr<TarnSwitchApi::HwTableCollection>(*p);
+}
+
+}  // namespace TarnTest
