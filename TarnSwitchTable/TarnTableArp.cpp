@@ -51,6 +51,10 @@ Fen::Ptr<ArpTable> arpTableFactory(const std::string& name) {
   return Fen::makePtr<ArpTable>(name);
 }
 
+const Fen::TraceHandle& ArpTable::moduleTrace() const {
+  return traceHandle;
+}
+
 Fen::Ptr<DirectBaseConvertor> ArpTable::profileConvertorFactory() const {
   return Fen::makePtr<ArpConvertor>(const_cast<ArpTable*>(this));
 }

@@ -59,6 +59,7 @@ class ArpTable : public DirectTable<ArpEntry> {
   using DirectTable::DirectTable;
   const char* fwkType() const override { return "TarnSwitchTable::ArpTable"; }
   Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const override;
+  const Fen::TraceHandle& moduleTrace() const override;
 };
 
 Fen::Ptr<ArpTable> arpTableFactory(const std::string& name);

@@ -62,6 +62,8 @@ class DirectBaseTable : public TarnSwitchApi::SwTable {
 
   // Hook run once the convertor is connected; traces the table's name.
   virtual void doInitDirectTable();
+  // The trace handle of the concrete table's module (the engine's own by default).
+  virtual const Fen::TraceHandle& moduleTrace() const { return directBaseTrace(); }
   // Programs the row of a changed key (its result, or the null row when absent).
   void handleDirectEntry(const Fen::PtrConst<DirectBaseEntry>& directEntry);
 
@@ -193,12 +195,15 @@ class DirectTable : public DirectBaseTable {
   // one item across calls, so programming allocates nothing once the table is warm.
   void handleEntry(const Key& k) {
     if (!profileConvertorPtr()) return;
+    FEN_TRACE(
+        moduleTrace(), 8,
+        "void " << fwkType() << "::handleEntry(const " << Key::fenTypeName << "&) " << k.toStrep());
     if (!scratch_.unique()) scratch_ = Fen::makePtr<Entry>();
     const Result* r = entry_.find(k);
     scratch_->valid = r != nullptr;
     scratch_->key = k;
     scratch_->result = r ? *r : Result();
-    FEN_TRACE(directBaseTrace(), 8, "Programming Entry " << scratch_->toStrep());
+    FEN_TRACE(moduleTrace(), 8, "Programming Entry " << scratch_->toStrep());
     handleDirectEntry(scratch_);
   }
 
@@ -265,7 +270,8 @@ class DirectConvertor : public DirectBaseConvertor {
     return e;
   }
   Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) override {
-    FEN_TRACE(directBaseTrace(), 8,
+    const Fen::TraceHandle& trace = swTable()->moduleTrace();
+    FEN_TRACE(trace, 8,
               "virtual Fen::Ptr<TarnSwitchTable::DirectBaseEntry> "
               "TarnSwitchTable::DirectBaseConvertor::decodeHwEntry(TarnSwitchApi::HwIndex) "
                   << index);
@@ -275,7 +281,7 @@ class DirectConvertor : public DirectBaseConvertor {
     e->result = decodeResult(words);
     e->key = keyFromHwIndex(index);
     e->valid = !(e->result == Result());
-    FEN_TRACE(directBaseTrace(), 7, "Decoded entry is " << e->toStrep());
+    FEN_TRACE(trace, 7, "Decoded entry is " << e->toStrep());
     return e;
   }
 };
