@@ -83,17 +83,26 @@ bool ValueTraits<bool>::parse(TextReader& in) {
   in.fail("true or false");
 }
 
+// Strings print in single quotes; a quote or backslash inside is preceded by a backslash.
 void ValueTraits<std::string>::print(std::string& out, const std::string& v) {
   out += '\'';
-  out += v;
+  for (char c : v) {
+    if (c == '\'' || c == '\\') out += '\\';
+    out += c;
+  }
   out += '\'';
 }
 
 std::string ValueTraits<std::string>::parse(TextReader& in) {
   in.expect("'");
-  std::string v(in.readUntil("'"));
-  in.expect("'");
-  return v;
+  std::string v;
+  for (;;) {
+    v += in.readUntil("'\\");
+    if (in.consume("'")) return v;
+    if (!in.consume("\\") || in.atEnd()) in.fail("a closing quote");
+    v += in.rest()[0];
+    in.consume(in.rest().substr(0, 1));
+  }
 }
 
 U32 ValueTraits<std::string>::hash(U32 seed, const std::string& v) {

@@ -61,8 +61,9 @@ class StateReader {
     std::string extra;
     if (fields >> extra) fail("unexpected '" + extra + "'");
   }
-  [[noreturn]] void fail(const std::string& msg) const {
-    throw HwStateException(path_ + ":" + std::to_string(next_) + ": " + msg);
+  // Names the last line read, or with `ahead` the line after it (a line only peeked at).
+  [[noreturn]] void fail(const std::string& msg, std::size_t ahead = 0) const {
+    throw HwStateException(path_ + ":" + std::to_string(next_ + ahead) + ": " + msg);
   }
 
  private:
@@ -72,7 +73,7 @@ class StateReader {
 };
 
 TarnSwitch::ChipProfile readProfile(StateReader& r) {
-  if (r.peek() != fileMagic) r.fail("not a hardware state file (no 'tarn-hw-state 1' header)");
+  if (r.peek() != fileMagic) r.fail("not a hardware state file (no 'tarn-hw-state 1' header)", 1);
   r.line("tarn-hw-state");
   auto fields = r.line("profile");
   std::string text;
@@ -93,7 +94,12 @@ U32 readTable(StateReader& r, HwTableCollection& chip) {
   U32 rows = r.number(fields, "row count");
   r.endOfLine(fields);
   if (name.empty() || upper < lower || chip.hwTable(name)) r.fail("bad table '" + name + "'");
-  auto table = chip.hwTableIs(name, lower, upper);
+  Fen::Ptr<HwTableConfig> table;
+  try {
+    table = chip.hwTableIs(name, lower, upper);
+  } catch (const HwIndexException& e) {
+    r.fail(e.what());
+  }
   for (U32 i = 0; i < rows; ++i) {
     auto rf = r.line("row");
     U32 index = r.number(rf, "row index");
@@ -105,7 +111,7 @@ U32 readTable(StateReader& r, HwTableCollection& chip) {
     for (U32 w = 0; w < count; ++w) words[w] = r.number(rf, "data word");
     r.endOfLine(rf);
     HwEntryConfig row(index);
-    row.dataIs(words, count);
+    row.dataArrayIs(words, count);
     table->entryIs(row);
   }
   return rows;
@@ -156,7 +162,7 @@ Fen::Ptr<HwTableCollection> HwTableCollection::load(const std::string& path,
            std::to_string(rows) + " rows read");
   }
   r.endOfLine(fields);
-  if (!r.atEnd()) r.fail("text after the end line");
+  if (!r.atEnd()) r.fail("text after the end line", 1);
   for (const auto& t : chip->hwTables()) t->writeCountReset();
   return chip;
 }

@@ -6,12 +6,20 @@ namespace TarnSwitchApi {
 
 HwTableConfig::HwTableConfig(std::string name, HwIndex lower, HwIndex upper)
     : name_(std::move(name)), lower_(lower), upper_(upper) {
+  if (name_.empty() || name_.find_first_of(" \t\r\n") != std::string::npos) {
+    throw HwIndexException("hardware table name '" + name_ + "' is empty or contains a blank");
+  }
   if (upper < lower) {
     throw HwIndexException("hardware table '" + name_ + "' has upper bound " +
                            std::to_string(upper) + " below its lower bound " +
                            std::to_string(lower));
   }
-  rows_.resize(std::size_t(upper) - lower + 1);
+  if (upper - lower >= maxRows) {
+    throw HwIndexException("hardware table '" + name_ + "' would have " +
+                           std::to_string(U64(upper) - lower + 1) + " rows, more than " +
+                           std::to_string(maxRows));
+  }
+  rows_.resize(std::size_t(upper - lower) + 1);
 }
 
 HwTableConfig::Row& HwTableConfig::row(HwIndex index) {

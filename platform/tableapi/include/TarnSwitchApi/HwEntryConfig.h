@@ -18,9 +18,10 @@ class HwEntryConfig {
   // Sets word i, growing the word count to cover it.
   void dataIs(DataArrayIndex i, U32 value) { data_.setAt(i.value(), value); }
   // Replaces all words; more than 8 raises "PodArray::set expected size <= 8".
-  void dataIs(const U32* words, std::size_t n) { data_.set(words, n); }
+  void dataArrayIs(const U32* words, std::size_t n) { data_.set(words, n); }
 
   friend bool operator==(const HwEntryConfig& a, const HwEntryConfig& b);
+  friend bool operator!=(const HwEntryConfig& a, const HwEntryConfig& b) { return !(a == b); }
 
  private:
   HwIndex index_ = 0;

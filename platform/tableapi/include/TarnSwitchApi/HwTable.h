@@ -19,6 +19,11 @@ using HwWriteObserver = std::function<void(const HwTableConfig& table, const HwE
 // One hardware table: rows lower..upper, each absent or holding up to 8 words.
 class HwTableConfig : public Fen::PtrInterface {
  public:
+  // Largest number of rows a simulated table may have.
+  static constexpr U32 maxRows = 1u << 24;
+
+  // Raises HwIndexException for an empty or blank-containing name, upper below lower, or more
+  // than maxRows rows.
   HwTableConfig(std::string name, HwIndex lower, HwIndex upper);
   const char* fwkType() const override { return "TarnSwitchApi::HwTableConfig"; }
 
