@@ -175,8 +175,9 @@ class DirectTable : public DirectBaseTable {
     handleEntry(k);
     entry_.notify(k);
   }
+  // Each key is copied out of its node before the node is erased: entryDel still uses it.
   void entryDelAll() {
-    while (entry_.size() != 0) entryDel(entry_.begin()->first);
+    while (entry_.size() != 0) entryDel(Key(entry_.begin()->first));
   }
   void entryObserverIs(typename Fen::KeyedCollection<Key, Result>::Observer o) {
     entry_.observerIs(std::move(o));
@@ -188,7 +189,7 @@ class DirectTable : public DirectBaseTable {
     if (inconsistent_.del(k)) inconsistent_.notify(k);
   }
   void hwInconsistentEntryDelAll() {
-    while (inconsistent_.size() != 0) hwInconsistentEntryDel(inconsistent_.begin()->first);
+    while (inconsistent_.size() != 0) hwInconsistentEntryDel(Key(inconsistent_.begin()->first));
   }
 
   // Programs the key's row: the stored result, or the null row when the key is absent. Reuses
@@ -275,11 +276,12 @@ class DirectConvertor : public DirectBaseConvertor {
               "virtual Fen::Ptr<TarnSwitchTable::DirectBaseEntry> "
               "TarnSwitchTable::DirectBaseConvertor::decodeHwEntry(TarnSwitchApi::HwIndex) "
                   << index);
+    // The key first: a row past the last port is refused with the key's own range message.
+    auto e = Fen::makePtr<Entry>();
+    e->key = keyFromHwIndex(index);
     U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
     readHwWords(index, words);
-    auto e = Fen::makePtr<Entry>();
     e->result = decodeResult(words);
-    e->key = keyFromHwIndex(index);
     e->valid = !(e->result == Result());
     FEN_TRACE(trace, 7, "Decoded entry is " << e->toStrep());
     return e;
