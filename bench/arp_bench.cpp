@@ -69,12 +69,18 @@ struct ArpSetup {
   }
 
   // Runs `call(i)` once per cycled key outside the timed loop and checks that each call writes
-  // exactly `writes` rows; on a mismatch the benchmark is skipped with an error.
+  // exactly `writes` rows and, the table being warm, allocates nothing; on a mismatch the
+  // benchmark is skipped with an error.
   template <class Call>
   bool writesPerCallAre(benchmark::State& state, U64 writes, Call call) {
     for (std::size_t i = 0; i < keyCount; ++i) {
       U64 before = chip->writeCount();
+      std::uint64_t allocsBefore = heapAllocationCount();
       call(i);
+      if (heapAllocationCount() != allocsBefore) {
+        state.SkipWithError("a warm call allocated heap memory");
+        return false;
+      }
       if (chip->writeCount() - before != writes) {
         state.SkipWithError("unexpected count of hardware writes per call");
         return false;

@@ -11,25 +11,21 @@ namespace {
 
 using namespace TarnSwitchTable;
 
-constexpr HwIndex mirroredRows = 4 * ArpConvertor::entriesPerPort;
-
-class MirroredConvertor : public ArpConvertor {
- public:
+struct MirroredConvertor : ArpConvertor {
   using ArpConvertor::ArpConvertor;
   void doCreateHwTables(TableState state, bool resetHw) override {
     for (HwTableId id = 0; id < 2; ++id) {
       std::string name = swTable()->hwTableName("Arp", int(id));
       auto regs = Fen::makePtr<TarnSwitchApi::HwAddressColl>();
       regs->addressIs(0, "copy[" + std::to_string(id) + "]/data");
-      declareHwTable(id, name, state, 0, mirroredRows - 1,
+      declareHwTable(id, name, state, 0, 4 * entriesPerPort - 1,
                      Fen::makePtr<TarnSwitchApi::HwTableRegisterMappingConst>(name, regs));
     }
     if (state == TableState::init) initHwEntries(resetHw);
   }
 };
 
-class MirroredTable : public ArpTable {
- public:
+struct MirroredTable : ArpTable {
   using ArpTable::ArpTable;
   Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const override {
     return Fen::makePtr<MirroredConvertor>(const_cast<MirroredTable*>(this));
@@ -41,11 +37,10 @@ struct MirroredTraits {
   using Entry = ArpEntry;
   static Fen::Ptr<MirroredTable> makeTable() { return Fen::makePtr<MirroredTable>("mirror"); }
   static std::string profile() { return "default"; }
-  static std::string hwTableWord() { return "Arp"; }
   static std::vector<ArpKey> sampleKeys() { return {{0, 0}, {1, 63}, {2, 0}, {3, 5}}; }
   static std::vector<ArpKey> outsideKeys() { return {{4, 0}, {49, 63}}; }
   static ArpResult result(unsigned n) {
-    return ArpResult(Lanx::EthAddr::fromU64(0x0A0000000000ull + n * 0x3FFull), n % 4095);
+    return {Lanx::EthAddr::fromU64(0xA00000000 + n * 0x10001), n};
   }
   static constexpr unsigned copies = 2;
 };

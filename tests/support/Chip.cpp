@@ -6,7 +6,7 @@
 
 namespace TarnTest {
 
-Fen::Ptr<TarnSwitchApi::HwTableCollection> makeChip(const std::string& profile) {
+ChipPtr makeChip(const std::string& profile) {
   const TarnSwitch::ChipProfile* p = TarnSwitch::builtinProfile(profile);
   if (!p) throw std::invalid_argument("no built-in profile " + profile);
   return Fen::makePtr<TarnSwitchApi::HwTableCollection>(*p);
