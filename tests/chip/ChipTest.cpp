@@ -1,0 +1,134 @@
+// Chip types: bit-stream packing (bit n of a stream is bit n % 32 of little-endian word n / 32),
+// Ethernet addresses, parity helpers, the hardware API level and the chip profiles.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bitset>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Keel/BitStream.h"
+#include "Lanx/EthAddr.h"
+#include "TarnSwitch/ChipProfile.h"
+#include "TarnSwitch/Parity.h"
+
+namespace {
+
+using Fen::U32;
+using Fen::U64;
+using Fen::U8;
+using Lanx::EthAddr;
+using TarnSwitch::ProfileHwApi;
+using ::testing::ThrowsMessage;
+
+constexpr unsigned streamBits = 32 * 12;
+
+// Sets random fields (the widest, 63 bits across nine bytes, first) and checks that each reads
+// back and that every bit of the stream, inside the field or not, is where the numbering says.
+TEST(BitStreamTest, RandomFieldsFollowTheNumberingAndLeaveOtherBitsAlone) {
+  const unsigned seed = 1311;
+  std::mt19937_64 rng(seed);
+  U32 words[12], before[12];
+  const unsigned widest[] = {7, 60, streamBits - 63};
+  for (auto& w : words) w = U32(rng());
+  for (int i = 0; i < 3000; ++i) {
+    const unsigned len = i < 3 ? 63 : 1 + rng() % 63;
+    const unsigned start = i < 3 ? widest[i] : rng() % (streamBits - len + 1);
+    const U64 value = rng() & ((U64(1) << len) - 1);
+    const std::string where = "seed " + std::to_string(seed) + " start " + std::to_string(start) +
+                              " len " + std::to_string(len);
+    std::copy(words, words + 12, before);
+    Keel::bitStreamSet(reinterpret_cast<U8*>(words), Fen::U16(start), U8(len), value);
+    ASSERT_EQ(Keel::bitStreamGet(words, start, start + len - 1), value) << where;
+    for (unsigned n = 0; n < streamBits; ++n) {
+      const bool inField = n >= start && n < start + len;
+      const U32 want = inField ? U32(value >> (n - start)) & 1u : (before[n / 32] >> (n % 32)) & 1u;
+      ASSERT_EQ((words[n / 32] >> (n % 32)) & 1u, want) << where << " bit " << n;
+    }
+  }
+}
+
+TEST(BitStreamDeathTest, RefusesFieldsOf64BitsOrSpanningMoreThanNineBytes) {
+  U32 words[12] = {};
+  EXPECT_DEATH(Keel::bitStreamSet(reinterpret_cast<U8*>(words), 0, 64, 0), "`len < 64'");
+  EXPECT_DEATH(Keel::bitStreamGet(words, 0, 63), "`len < 64'");
+  // A high bound past 2^31 wraps the length negative; the slice check still stops the read.
+  EXPECT_DEATH(Keel::bitStreamGet(words, 0, 0x80000000u), "`startSlice >= endSlice - 8'");
+}
+
+static_assert(TarnSwitch::parity32Bit(0x7u) == 1 && TarnSwitch::parity32Bit(0x3u) == 0,
+              "parity is usable at compile time");
+
+TEST(EthAddrTest, TextBothWaysAndU64RoundTrip) {
+  const EthAddr a = Fen::parseText<EthAddr>("aB:1A:2b:3C:4d:F0");
+  EXPECT_EQ(a.toU64(), 0xAB1A2B3C4DF0ull);
+  EXPECT_EQ(Fen::printText(a), "ab:1a:2b:3c:4d:f0");
+  EXPECT_EQ(EthAddr::fromU64(0xFFFF000000000001ull).toU64(), 1u);  // only the low 48 bits
+  const unsigned seed = 4242;
+  std::mt19937_64 rng(seed);
+  for (int i = 0; i < 1000; ++i) {
+    const U64 v = rng() & 0xFFFFFFFFFFFFull;
+    const EthAddr a = EthAddr::fromU64(v);
+    ASSERT_EQ(a.toU64(), v) << "seed " << seed;
+    ASSERT_EQ(Fen::parseText<EthAddr>(Fen::printText(a)), a) << "seed " << seed;
+    ASSERT_EQ(a < EthAddr::fromU64(v + 1), v + 1 <= 0xFFFFFFFFFFFFull) << "seed " << seed;
+  }
+}
+
+TEST(EthAddrTest, BadFormsAreRefused) {
+  const std::string expected = "\"an Ethernet address aa:bb:cc:dd:ee:ff\", instead got ";
+  for (const auto& [text, message] : std::vector<std::pair<std::string, std::string>>{
+           {"0g:00:00:00:00:00", expected + "0g:00:00:00:00:00"},
+           {"00:11:22:33:44", expected},
+           {"00-11-22-33-44-55", expected + "-11-22-33-44-55"},
+           {"00:11:22:33:44:55:", "\"end of text\", instead got :"}}) {
+    EXPECT_THAT([&] { Fen::parseText<EthAddr>(text); },
+                ThrowsMessage<Fen::TextFormException>(message));
+  }
+}
+
+TEST(ParityTest, MatchesBruteForceBitCount) {
+  const unsigned seed = 77;
+  std::mt19937 rng(seed);
+  for (int i = 0; i < 2000; ++i) {
+    U32 words[8] = {};
+    const unsigned n = 1 + rng() % 8;
+    std::size_t ones = 0;
+    for (unsigned k = 0; k < n; ++k)
+      ones += std::bitset<32>(words[k] = U32(rng()) >> (rng() % 32)).count();
+    ASSERT_EQ(TarnSwitch::parity32Bit(words[0]), std::bitset<32>(words[0]).count() % 2) << seed;
+    ASSERT_EQ(TarnSwitch::parityU32Array(words, n), ones % 2) << "seed " << seed << " n " << n;
+  }
+}
+
+TEST(ChipProfileTest, BuiltinProfilesHaveTheSettledFieldsAndTheApiLevelIsOrdered) {
+  const auto& all = TarnSwitch::builtinProfiles();
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_TRUE(TarnSwitch::builtinProfile("default") == &all[0] &&
+              TarnSwitch::builtinProfile("legacy") == &all[1] &&
+              !TarnSwitch::builtinProfile("Default"));
+  EXPECT_EQ(all[0].toStrep(),
+            "Value('TarnSwitch::ChipProfile', ** {'name': 'default', 'portCount': 48, "
+            "'pipelineCount': 4, 'portsPerPipeline': 12, 'hasCpuPipeline': true, 'revision': 2, "
+            "'hwApi': 4.1})");
+  EXPECT_EQ(all[1].toStrep(),
+            "Value('TarnSwitch::ChipProfile', ** {'name': 'legacy', 'portCount': 24, "
+            "'pipelineCount': 2, 'portsPerPipeline': 12, 'hasCpuPipeline': false, 'revision': 1, "
+            "'hwApi': 4.0})");
+  EXPECT_EQ(all[0].egressProcessorCount(), 24u);
+  TarnSwitch::ChipProfile p = all[1];
+  p.portCount = 65535;
+  p.hwApi = ProfileHwApi{255, 10};
+  EXPECT_EQ(TarnSwitch::ChipProfile::fromText(p.toStrep()), p);
+  EXPECT_NE(p, all[1]);
+  EXPECT_THROW(Fen::parseText<ProfileHwApi>("4"), Fen::TextFormException);
+  EXPECT_THROW(Fen::parseText<ProfileHwApi>("4.256"), Fen::RangeException);
+  auto api = [](U8 major, U8 minor) { return ProfileHwApi{major, minor}; };
+  EXPECT_EQ(ProfileHwApi(), api(4, 1));  // ordered by major, then minor
+  EXPECT_TRUE(api(3, 9) < api(4, 0) && api(4, 1) < api(4, 10) && api(4, 0) != api(4, 1));
+  EXPECT_FALSE(api(4, 10) < api(4, 1) || api(4, 1) < api(4, 1) || api(5, 0) < api(4, 9));
+}
+
+}  // namespace

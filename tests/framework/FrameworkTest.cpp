@@ -1,0 +1,280 @@
+// The framework: reference counting, keyed collections, tracing and the ring trace, the fatal
+// assertion, atomic file output, ranged types, the value text form, ordering and hashing, and the
+// module registry.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Bridging/VlanId.h"
+#include "Fen/Assert.h"
+#include "Fen/Collection.h"
+#include "Fen/File.h"
+#include "Fen/PodArray.h"
+#include "Fen/Registry.h"
+#include "Fen/RingTrace.h"
+#include "TarnSwitch/ChipPortId.h"
+#include "TarnSwitchApi/Types.h"
+
+namespace FrameworkAssertProbe {
+#define PROBE_LIMIT 3
+inline void checkBelowLimit(int x) {
+  FEN_ASSERT(x < PROBE_LIMIT);
+}
+constexpr int assertLine = __LINE__ - 2;
+}  // namespace FrameworkAssertProbe
+
+namespace {
+
+namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
+using Fen::U16;
+using Fen::U32;
+using Fen::U64;
+using Fen::U8;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
+
+// Counts its own destructions in a counter owned by the test.
+struct Tracked : Fen::PtrInterface {
+  explicit Tracked(int& destroyed) : destroyed(destroyed) {}
+  ~Tracked() override { ++destroyed; }
+  int& destroyed;
+};
+struct Other : Fen::PtrInterface {};
+
+TEST(PtrTest, LastHandleDestroysTheObjectOnce) {
+  int destroyed = 0;
+  {
+    Fen::Ptr<Tracked> a = Fen::makePtr<Tracked>(destroyed);
+    Fen::PtrConst<Tracked> c = a;
+    Fen::Ptr<Fen::PtrInterface> base = a;
+    EXPECT_EQ(a->references(), 3u);
+    EXPECT_EQ(Fen::ptrDynamicCast<Other>(base), nullptr);
+    EXPECT_EQ(Fen::ptrDynamicCast<Tracked>(base), a);
+    Fen::Ptr<Tracked> moved = std::move(a);
+    c = nullptr;
+    base = nullptr;
+    EXPECT_TRUE(moved.unique());
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(KeyedCollectionTest, SetAndDelReportChangesAndObserversHearNotify) {
+  Fen::KeyedCollection<int, std::string> coll;
+  Strings heard;
+  coll.observerIs([&](const int& k) { heard.push_back("a" + std::to_string(k)); });
+  coll.observerIs([&](const int& k) { heard.push_back("b" + std::to_string(k)); });
+  EXPECT_TRUE(coll.set(2, "x") && !coll.set(2, "x") && coll.set(2, "y") && coll.set(1, "z"));
+  EXPECT_EQ(*coll.find(2), "y");
+  EXPECT_EQ(coll.begin()->first, 1);  // key order
+  EXPECT_TRUE(heard.empty());         // the owner decides when to notify
+  coll.notify(2);
+  EXPECT_EQ(heard, (Strings{"a2", "b2"}));
+  EXPECT_TRUE(coll.del(2) && !coll.del(2));
+}
+
+Fen::TraceHandle traceA("FrameworkTest.A"), traceA2("FrameworkTest.A"), traceB("FrameworkTest.B");
+
+TEST(TraceTest, LevelsPerModuleAndNoFormattingWhenOff) {
+  Strings seen;
+  Fen::traceSinkIs([&](const char* module, int level, const std::string& text) {
+    seen.push_back(module + (" " + std::to_string(level)) + " " + text);
+  });
+  auto traced = [](Fen::TraceHandle& h, int level) {  // whether the operand was evaluated
+    bool evaluated = false;
+    FEN_TRACE(h, level, "value " << (evaluated = true, 42));
+    return evaluated;
+  };
+  for (int level = 0; level <= 9; ++level) EXPECT_FALSE(traced(traceA, level)) << level;
+  Fen::traceLevelIs("FrameworkTest.A", 5);
+  EXPECT_TRUE(traced(traceA, 5) && !traced(traceA, 6));
+  EXPECT_TRUE(traced(traceA2, 0) && !traced(traceB, 0));  // every handle of the module, no other
+  Fen::RingTrace ring(3);  // a dual trace always records, and emits only when on
+  Fen::DualTrace dual(traceB, ring);
+  dual.write(3, "first ", 1);
+  Fen::traceLevelIs("FrameworkTest.B", 3);
+  dual.write(3, "second ", 2);
+  dual.write(4, "third");
+  dual.write(1, "second", "ary");
+  EXPECT_EQ(ring.lines(), (Strings{"second 2", "third", "secondary"}));  // the newest 3 kept
+  EXPECT_EQ(ring.count("second"), 2u);
+  EXPECT_EQ(ring.count("third "), 0u);
+  EXPECT_EQ(seen, (Strings{"FrameworkTest.A 5 value 42", "FrameworkTest.A 0 value 42",
+                           "FrameworkTest.B 3 second 2", "FrameworkTest.B 1 secondary"}));
+  Fen::RingTrace none(0);
+  none.write("x");
+  EXPECT_EQ(none.size(), 0u);
+  Fen::traceOffAll();
+  EXPECT_FALSE(traced(traceA, 0));
+  Fen::traceSinkIs(nullptr);
+  EXPECT_THAT([] { Fen::traceLevelIs("FrameworkTest.None", 1); },
+              ThrowsMessage<Fen::RangeException>("no trace module named 'FrameworkTest.None'"));
+}
+
+TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {
+  EXPECT_DEATH(FrameworkAssertProbe::checkBelowLimit(3),
+               HasSubstr(__FILE__ ":" + std::to_string(FrameworkAssertProbe::assertLine) +
+                         ": void FrameworkAssertProbe::checkBelowLimit(int): "
+                         "Assertion `x < 3' failed.\n"));
+  FrameworkAssertProbe::checkBelowLimit(2);
+}
+
+TEST(FileTest, ReplacesContentWholeAndFailuresLeaveNoTemporary) {
+  const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_file_" + std::to_string(::getpid()));
+  fs::remove_all(dir);
+  fs::create_directories(dir / "sub");  // a directory cannot be replaced by a file
+  Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
+  std::ifstream in(dir / "out");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), std::string("sec\0ond", 7));
+  for (const auto& [path, why] : {std::pair{dir / "none" / "out", "No such file or directory"},
+                                  std::pair{dir / "sub", "Is a directory"}}) {
+    EXPECT_THAT([&] { Fen::writeFileAtomically(path, "content"); },
+                ThrowsMessage<Fen::Exception>("cannot write '" + path.string() + "': " + why));
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);  // "out" and "sub" only
+  fs::remove_all(dir);
+}
+
+struct Inner : Fen::Value<Inner> {
+  U8 a = 0;
+  U16 b = 0;
+  static constexpr const char* fenTypeName = "Test::Inner";
+  static constexpr auto fenFields() {
+    return std::make_tuple(Fen::field("a", &Inner::a), Fen::field("b", &Inner::b));
+  }
+};
+
+struct Outer : Fen::Value<Outer> {
+  Inner inner;
+  bool flag = false;
+  std::string label;
+  Fen::TraceLevel level;
+  U64 wide = 0;
+  static constexpr const char* fenTypeName = "Test::Outer";
+  static constexpr auto fenFields() {
+    return std::make_tuple(Fen::field("inner", &Outer::inner), Fen::field("flag", &Outer::flag),
+                           Fen::field("label", &Outer::label), Fen::field("level", &Outer::level),
+                           Fen::field("wide", &Outer::wide));
+  }
+};
+
+const Outer sample{{}, Inner{{}, 1, 300}, true, "x y", 5, ~U64(0)};
+const std::string sampleText =
+    "Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'a': 1, 'b': 300}), "
+    "'flag': true, 'label': 'x y', 'level': 5, 'wide': 18446744073709551615})";
+
+// `good` parses and `bad` is refused with exactly `message` (a Ranged type parses through its
+// checked constructor).
+template <class T>
+void expectRange(const char* good, const char* bad, const std::string& message) {
+  EXPECT_NO_THROW(Fen::parseText<T>(good)) << good;
+  EXPECT_THAT([&] { Fen::parseText<T>(bad); }, ThrowsMessage<Fen::RangeException>(message)) << bad;
+}
+
+TEST(RangedTest, MessagesAtBoundaries) {
+  expectRange<TarnSwitch::ChipPortId>("49", "50",
+                                      "TarnSwitch::ChipPortId::value < TarnSwitch::ChipPortId::min "
+                                      "or > TarnSwitch::ChipPortId::null not allowed");
+  expectRange<TarnSwitchApi::DataArrayIndex>("7", "8",
+                                             "TarnSwitchApi::DataArrayIndex::value < "
+                                             "TarnSwitchApi::DataArrayIndex::min or > "
+                                             "TarnSwitchApi::DataArrayIndex::max not allowed");
+  expectRange<Bridging::VlanIdOrNone>("0", "4095",
+                                      "Bridging::VlanIdOrNone::value > 4094 not allowed");
+  const std::string vlan = "Bridging::VlanId::value < 1 or > 4094 not allowed";
+  expectRange<Bridging::VlanId>("4094", "4095", vlan);
+  expectRange<Bridging::VlanId>("1", "0", vlan);
+  expectRange<U8>("0xFF", "256", "U8::value > 255 not allowed");
+  expectRange<U64>("18446744073709551615", "18446744073709551616",
+                   "U64::value > 18446744073709551615 not allowed");
+  U32 words[9] = {};
+  Fen::PodArray<U32, 8> pod;
+  const auto tooMany = ThrowsMessage<Fen::RangeException>("PodArray::set expected size <= 8");
+  EXPECT_NO_THROW(pod.set(words, 8));
+  EXPECT_NO_THROW(pod.setAt(7, 1));
+  EXPECT_THAT([&] { pod.set(words, 9); }, tooMany);
+  EXPECT_THAT([&] { pod.setAt(8, 1); }, tooMany);
+}
+
+TEST(ValueTextTest, PrintsExactFormAndRandomValuesRoundTrip) {
+  EXPECT_EQ(sample.toStrep(), sampleText);
+  EXPECT_EQ(Outer::fromText(sampleText), sample);
+  const unsigned seed = 20240611;
+  std::mt19937_64 rng(seed);
+  for (int i = 0; i < 500; ++i) {
+    const std::string label(rng() % 5, "ab'\\ "[rng() % 5]);
+    const Outer v{{}, {{}, U8(rng()), U16(rng())}, rng() % 2 == 1, label, rng() % 10, rng()};
+    ASSERT_EQ(Outer::fromText(v.toStrep()), v) << "seed " << seed << " text " << v.toStrep();
+  }
+  EXPECT_EQ(Fen::printText(std::string("it's \\")), "'it\\'s \\\\'");  // escaped, so it parses back
+  EXPECT_THROW(Fen::parseText<std::string>("'open\\"), Fen::TextFormException);
+}
+
+TEST(ValueTextTest, MismatchNamesWhatWasExpectedAndTheRest) {
+  auto replaced = [&](const std::string& from, const std::string& to) {
+    std::string t = sampleText;
+    return t.replace(t.find(from), from.size(), to);
+  };
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {replaced("'wide'", "'wade'"),
+       "\", 'wide': \", instead got , 'wade': 18446744073709551615})"},
+      {replaced("'level': 5", "'level': x"),
+       "\"an unsigned number\", instead got x, 'wide': 18446744073709551615})"},
+      {replaced("true", "yes"),
+       "\"true or false\", instead got yes, 'label': 'x y', 'level': 5, 'wide': "
+       "18446744073709551615})"},
+      {sampleText + " x", "\"end of text\", instead got  x"},
+  };
+  for (const auto& [text, message] : cases) {
+    EXPECT_THAT([&] { Outer::fromText(text); }, ThrowsMessage<Fen::TextFormException>(message));
+  }
+  EXPECT_THAT([&] { Outer::fromText(replaced("'level': 5", "'level': 10")); },
+              ThrowsMessage<Fen::RangeException>("Fen::TraceLevel::value > 9 not allowed"));
+}
+
+TEST(ValueTest, OrderAndHashFollowTheFieldsInDeclarationOrder) {
+  auto inner = [](U8 a, U16 b) { return Inner{{}, a, b}; };
+  EXPECT_TRUE(inner(1, 500) < inner(2, 0) && inner(1, 5) < inner(1, 6));
+  EXPECT_FALSE(inner(1, 5) < inner(1, 5) || inner(2, 0) < inner(1, 500));
+  EXPECT_NE(inner(1, 5), inner(1, 6));
+
+  EXPECT_NE(Fen::hashMix(7, 0x1234, 2), Fen::hashMix(8, 0x1234, 2));
+  EXPECT_NE(Fen::hashMix(7, 0x34, 1), Fen::hashMix(7, 0x34, 2));    // width counts, not only value
+  EXPECT_EQ(Fen::hashMix(7, 0xFF34, 1), Fen::hashMix(7, 0x34, 1));  // only `width` bytes count
+  EXPECT_EQ(inner(3, 0x102).hash(99), Fen::hashMix(Fen::hashMix(99, 3, 1), 0x102, 2));
+}
+
+const Fen::ModuleRegistrar registrar(Fen::ModuleInfo{
+    "FrameworkTestModule", {Fen::valueClassInfo<Outer>(), Fen::valueClassInfo<Inner>()}});
+
+TEST(RegistryTest, FindsClassesAndReadsAttributesAsText) {
+  const auto& reg = Fen::Registry::instance();
+  ASSERT_NE(reg.module("FrameworkTestModule"), nullptr);
+  const Fen::ClassInfo* c = reg.classInfo("Test::Outer");
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->kind, "value");
+  std::vector<std::string> attrs;
+  for (const auto& a : c->attributes) attrs.push_back(a.name + ":" + a.typeName);
+  EXPECT_EQ(attrs, (std::vector<std::string>{"inner:Test::Inner", "flag:bool", "label:String",
+                                             "level:Fen::TraceLevel", "wide:U64"}));
+  Outer v = sample;
+  EXPECT_EQ(c->attribute("inner")->print(&v), "Value('Test::Inner', ** {'a': 1, 'b': 300})");
+  c->attribute("inner")->parse(&v, "Value('Test::Inner', ** {'a': 4, 'b': 5})");
+  EXPECT_EQ(v.inner, (Inner{{}, 4, 5}));
+  EXPECT_THROW(c->attribute("level")->parse(&v, "10"), Fen::RangeException);
+  EXPECT_THROW(c->attribute("flag")->parse(&v, "true "), Fen::TextFormException);
+}
+
+TEST(RegistryDeathTest, SameModuleTwiceIsFatal) {
+  EXPECT_DEATH(Fen::Registry::instance().moduleIs(Fen::ModuleInfo{"FrameworkTestModule", {}}),
+               "Assertion `inserted' failed");
+}
+
+}  // namespace
