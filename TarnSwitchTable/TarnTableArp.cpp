@@ -64,7 +64,7 @@ void ArpConvertor::doCreateHwTables(TableState state, bool resetHw) {
       traceHandle, 8,
       "virtual void TarnSwitchTable::ArpConvertor::doCreateHwTables(TarnSwitchApi::TableState, "
       "bool) "
-          << unsigned(state) << " " << resetHw);
+          << unsigned(state) << " " << (resetHw ? "true" : "false"));
   std::string name = swTable()->hwTableName("Arp");
   auto mapping = Fen::makePtr<TarnSwitchApi::HwTableRegisterMappingRange>(name);
   U32 ports = profile().portCount;

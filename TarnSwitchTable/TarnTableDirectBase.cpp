@@ -100,7 +100,8 @@ void DirectBaseConvertor::hwTableEntryDel(HwIndex index) {
 
 void DirectBaseConvertor::initHwEntries(bool resetHw) {
   FEN_TRACE(traceHandle, 8,
-            "void TarnSwitchTable::DirectBaseConvertor::initHwEntries(bool) " << resetHw);
+            "void TarnSwitchTable::DirectBaseConvertor::initHwEntries(bool) "
+                << (resetHw ? "true" : "false"));
   HwTableDescriptor& desc = descriptor0();
   for (U64 index = desc.lower(); index <= desc.upper(); ++index) {
     if (resetHw) {

@@ -166,13 +166,13 @@ class DirectTable : public DirectBaseTable {
   // Stores the result and programs its row; an equal value changes nothing.
   void entryIs(const Key& k, const Result& r) {
     if (!entry_.set(k, r)) return;
-    handleEntry(k);
+    program(k, &r);
     entry_.notify(k);
   }
   // Removes the key and programs its null row; an absent key changes nothing.
   void entryDel(const Key& k) {
     if (!entry_.del(k)) return;
-    handleEntry(k);
+    program(k, nullptr);
     entry_.notify(k);
   }
   // Each key is copied out of its node before the node is erased: entryDel still uses it.
@@ -192,21 +192,8 @@ class DirectTable : public DirectBaseTable {
     while (inconsistent_.size() != 0) hwInconsistentEntryDel(Key(inconsistent_.begin()->first));
   }
 
-  // Programs the key's row: the stored result, or the null row when the key is absent. Reuses
-  // one item across calls, so programming allocates nothing once the table is warm.
-  void handleEntry(const Key& k) {
-    if (!profileConvertorPtr()) return;
-    FEN_TRACE(
-        moduleTrace(), 8,
-        "void " << fwkType() << "::handleEntry(const " << Key::fenTypeName << "&) " << k.toStrep());
-    if (!scratch_.unique()) scratch_ = Fen::makePtr<Entry>();
-    const Result* r = entry_.find(k);
-    scratch_->valid = r != nullptr;
-    scratch_->key = k;
-    scratch_->result = r ? *r : Result();
-    FEN_TRACE(moduleTrace(), 8, "Programming Entry " << scratch_->toStrep());
-    handleDirectEntry(scratch_);
-  }
+  // Programs the key's row: the stored result, or the null row when the key is absent.
+  void handleEntry(const Key& k) { program(k, entry_.find(k)); }
 
   bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
     return entry_.has(cast(item).key);
@@ -232,6 +219,20 @@ class DirectTable : public DirectBaseTable {
   }
 
  private:
+  // Programs the row of `k` holding `r`, or its null row when r is nullptr. Reuses one item
+  // across calls, so programming allocates nothing once the table is warm.
+  void program(const Key& k, const Result* r) {
+    if (!profileConvertorPtr()) return;
+    FEN_TRACE(
+        moduleTrace(), 8,
+        "void " << fwkType() << "::handleEntry(const " << Key::fenTypeName << "&) " << k.toStrep());
+    if (!scratch_.unique()) scratch_ = Fen::makePtr<Entry>();
+    scratch_->valid = r != nullptr;
+    scratch_->key = k;
+    scratch_->result = r ? *r : Result();
+    FEN_TRACE(moduleTrace(), 8, "Programming Entry " << scratch_->toStrep());
+    handleDirectEntry(scratch_);
+  }
   static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {
     return static_cast<const Entry&>(*item);
   }
