@@ -1,5 +1,5 @@
 // Creates the ARP table on a simulated "default" chip, cold-starts it, sets, changes and deletes
-// entries, and prints every register write and the rows the chip holds at the end.
+// entries, prints every register write and the rows the chip holds, then restarts warm.
 #include <cstdio>
 
 #include "TarnSwitchTable/TarnTableArp.h"
@@ -8,17 +8,18 @@ using namespace TarnSwitchTable;
 
 namespace {
 
-void printRows(const TarnSwitchApi::HwTableConfig& table) {
+// Prints the rows that decode to a live entry (a deleted row holds the null encoding).
+void printRows(ArpTable& arp) {
+  DirectBaseConvertor& convertor = *arp.profileConvertor();
+  const TarnSwitchApi::HwTableConfig& table = *convertor.hwTable(0);
   std::printf("rows of %s holding an entry:\n", table.name().c_str());
   for (HwIndex i = table.lower(); i <= table.upper(); ++i) {
-    const HwEntryConfig* row = table.storedEntry(i);
-    if (!row || (row->dataArray()[0] == 0 && (row->dataArray()[2] >> 16) == 0 &&
-                 (row->dataArray()[2] & 0xFFFF) == 0)) {
-      continue;  // empty rows (the null encoding) are left out
-    }
+    Fen::Ptr<DirectBaseEntry> entry = convertor.decodeHwEntry(i);
+    if (!entry->valid) continue;
+    const HwEntryConfig& row = *table.storedEntry(i);
     std::printf("  HwIndex %4u:", i);
-    for (unsigned w = 0; w < row->words(); ++w) std::printf(" 0x%08x", row->dataArray()[w]);
-    std::printf("\n");
+    for (unsigned w = 0; w < row.words(); ++w) std::printf(" 0x%08x", row.dataArray()[w]);
+    std::printf("\n    %s\n", entry->toStrep().c_str());
   }
 }
 
@@ -54,6 +55,15 @@ int main() {
   arp->entryDel(ArpKey(0, 1));
 
   std::printf("\n");
-  printRows(*chip->hwTable(arp->hwTableName("Arp")));
+  printRows(*arp);
+
+  // The agent restarts: a new software table, warm-started on the same chip, adopts the row
+  // from hardware and writes nothing, since every row already holds what it would write.
+  auto restarted = arpTableFactory("arp");
+  Fen::U64 before = chip->writeCount();
+  TarnSwitchApi::startSwTable(*restarted, chip, TarnSwitchApi::StartMode::warm);
+  std::printf("\nwarm restart: %zu entry adopted from hardware, %llu rows written\n",
+              restarted->entry().size(),
+              static_cast<unsigned long long>(chip->writeCount() - before));
   return 0;
 }
