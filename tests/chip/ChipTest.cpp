@@ -12,6 +12,7 @@
 #include "Keel/BitStream.h"
 #include "Lanx/EthAddr.h"
 #include "TarnSwitch/ChipProfile.h"
+#include "TarnSwitch/CrcHash.h"
 #include "TarnSwitch/Parity.h"
 
 namespace {
@@ -132,3 +133,30 @@ TEST(ChipProfileTest, BuiltinProfilesHaveTheSettledFieldsAndTheApiLevelIsOrdered
 }
 
 }  // namespace
+
+// The bucket hashes against their check values over "123456789" (way 0 is the catalogued
+// CRC-10/ATM, CRC-12/DECT and CRC-13/BBC), the register start of ways 3 and above, and the bit
+// order: leading zero bits leave a zero-started register at zero, so 12 bits of 0x12 0x30 hash
+// like 16 bits of 0x01 0x23.
+TEST(CrcHashTest, CheckValuesWaySeedsAndBitOrder) {
+  using HashFn = U32 (*)(const U8*, U8, U32);
+  const U8* digits = reinterpret_cast<const U8*>("123456789");
+  const struct {
+    HashFn fn;
+    U32 check[3];
+    U32 width;
+  } crcs[] = {{TarnSwitch::crc10Hash, {0x199, 0x2AC, 0x2D5}, 10},
+              {TarnSwitch::crc12Hash, {0xF5B, 0x1CA, 0x4CB}, 12},
+              {TarnSwitch::crc13Hash, {0x4FA, 0x1D0E, 0x1D73}, 13}};
+  const U8 shifted[] = {0x12, 0x30}, aligned[] = {0x01, 0x23};
+  for (const auto& c : crcs) {
+    SCOPED_TRACE("width " + std::to_string(c.width));
+    for (U8 way = 0; way < 3; ++way) EXPECT_EQ(c.fn(digits, way, 72), c.check[way]);
+    EXPECT_EQ(c.fn(digits, 0, 0), 0u);
+    EXPECT_EQ(c.fn(digits, 5, 0), 1u);  // way 5: register starts at 5 / 3
+    EXPECT_EQ(c.fn(digits, 9, 0), 3u);
+    EXPECT_NE(c.fn(digits, 3, 72), c.fn(digits, 0, 72));
+    EXPECT_EQ(c.fn(shifted, 1, 12), c.fn(aligned, 1, 16));
+    for (U8 way = 0; way < 10; ++way) EXPECT_LT(c.fn(digits, way, 72), 1u << c.width);
+  }
+}

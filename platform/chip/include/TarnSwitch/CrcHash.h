@@ -1,0 +1,14 @@
+#pragma once
+// Bucket hashes of the chip's hashed tables: a CRC of width 10, 12 or 13 bits over the first
+// `bits` bits of a key, most significant bit of byte 0 first, no reflection and no final XOR.
+// Way w uses the polynomial of w mod 3, and ways 3 and above start the register at w / 3, so
+// every way of a table spreads keys differently.
+#include "Fen/Types.h"
+
+namespace TarnSwitch {
+
+Fen::U32 crc10Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
+Fen::U32 crc12Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
+Fen::U32 crc13Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
+
+}  // namespace TarnSwitch
