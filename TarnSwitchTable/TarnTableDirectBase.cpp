@@ -1,5 +1,7 @@
 #include "TarnSwitchTable/TarnTableDirectBase.h"
 
+#include <algorithm>
+
 #include "Fen/Assert.h"
 #include "Fen/Registry.h"
 #include "Fen/RingTrace.h"
@@ -147,6 +149,33 @@ void DirectBaseConvertor::sanitizeEntry(HwIndex index) {
     }
     table->entryIs(row);
   }
+}
+
+unsigned DirectBaseConvertor::expectedHwRow(HwTableId id, HwIndex index, U32* words) {
+  HwTableDescriptor* desc = descriptor(0);
+  if (!desc || !desc->enabled() || !hwTable(id) || !desc->contains(index)) return 0;
+  Fen::Ptr<DirectBaseEntry> item = nullDirectEntry(index);
+  if (swTable_->entryHasByDirectItem(item)) {
+    swTable_->updateDirectItem(item);
+    item->valid = true;
+  }
+  std::fill(words, words + TarnSwitchApi::hwEntryMaxWords, 0u);
+  setHwBuffer(item, words);
+  return hwEntryWords_;
+}
+
+Fen::Ptr<DirectBaseEntry> DirectBaseConvertor::decodeHwRow(HwTableId id, HwIndex index) {
+  HwTableConfig* table = hwTable(id);
+  if (!table) {
+    throw Fen::RangeException("hardware table " + std::to_string(id) + " of " + swTable_->name() +
+                              " does not exist (copies 0.." + std::to_string(hwTableCount() - 1) +
+                              ")");
+  }
+  HwEntryConfig row(index);
+  readHwRow(*this, *table, index, row);
+  U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
+  for (unsigned i = 0; i < row.words(); ++i) words[i] = row.dataArray()[i];
+  return decodeHwWords(index, words);
 }
 
 void DirectBaseConvertor::syncEntries() {

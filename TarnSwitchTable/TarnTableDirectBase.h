@@ -13,6 +13,7 @@
 #include "Fen/Trace.h"
 #include "Fen/Value.h"
 #include "TarnSwitchApi/SwTable.h"
+#include "TarnSwitchTable/TarnTableAccess.h"
 #include "TarnSwitchTable/TarnTableHwRow.h"
 
 namespace TarnSwitchTable {
@@ -86,6 +87,8 @@ class DirectBaseConvertor : public TarnSwitchApi::SwTableProfileConvertor {
   virtual Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const = 0;
   // Reads row `index` of hardware table 0 as an item, valid when the row is not empty.
   virtual Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) = 0;
+  // The item that the words of row `index` (8 words, missing ones 0) decode to.
+  virtual Fen::Ptr<DirectBaseEntry> decodeHwWords(HwIndex index, const U32* words) const = 0;
   // Sets the static-word masks; run when the convertor is connected.
   virtual void handleInitialized() {}
 
@@ -97,6 +100,12 @@ class DirectBaseConvertor : public TarnSwitchApi::SwTableProfileConvertor {
   void initHwEntries(bool resetHw);
   // Repairs the static bits of row `index` in every copy, keeping the data bits.
   void sanitizeEntry(HwIndex index);
+  // Every copy mirrors table 0: the encoding of software's entry for the row, or of the null
+  // entry; 0 outside table 0's range, for a missing copy and while table 0 is disabled.
+  unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override;
+  // Decodes row `index` of hardware table `id` (a corrupted row reads as empty); an unknown copy
+  // raises the range exception.
+  Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index);
 
   U8 hwEntryWords() const { return hwEntryWords_; }
   const std::map<U8, U32>& hwStaticWord() const { return hwStaticWord_; }
@@ -152,11 +161,18 @@ std::string entryText(const Fen::Ptr<E>& e) {
 }
 
 template <class Entry>
-class DirectTable : public DirectBaseTable {
+class DirectTable
+    : public DirectBaseTable,
+      public EntryAccessImpl<DirectTable<Entry>, typename Entry::Key, typename Entry::Result> {
  public:
   using Key = typename Entry::Key;
   using Result = typename Entry::Result;
   using DirectBaseTable::DirectBaseTable;
+
+  std::string decodeRowText(HwTableId id, HwIndex index) override {
+    if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
+    return profileConvertor()->decodeHwRow(id, index)->toStrep();
+  }
 
   const Fen::KeyedCollection<Key, Result>& entry() const { return entry_; }
   const Result* entry(const Key& k) const { return entry_.find(k); }
@@ -285,6 +301,13 @@ class DirectConvertor : public DirectBaseConvertor {
     e->result = decodeResult(words);
     e->valid = !(e->result == Result());
     FEN_TRACE(trace, 7, "Decoded entry is " << e->toStrep());
+    return e;
+  }
+  Fen::Ptr<DirectBaseEntry> decodeHwWords(HwIndex index, const U32* words) const override {
+    auto e = Fen::makePtr<Entry>();
+    e->key = keyFromHwIndex(index);
+    e->result = decodeResult(words);
+    e->valid = !(e->result == Result());
     return e;
   }
 };

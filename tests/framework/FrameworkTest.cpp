@@ -272,6 +272,26 @@ TEST(RegistryTest, FindsClassesAndReadsAttributesAsText) {
   EXPECT_THROW(c->attribute("flag")->parse(&v, "true "), Fen::TextFormException);
 }
 
+TEST(RegistryTest, NestedValueAttributesReachTheirFieldsInsideTheOuterObject) {
+  const Fen::ClassInfo* c = Fen::Registry::instance().classInfo("Test::Outer");
+  ASSERT_NE(c, nullptr);
+  const Fen::AttributeInfo* inner = c->attribute("inner");
+  ASSERT_TRUE(inner->nested);
+  std::vector<std::string> children;
+  for (const auto& a : inner->children) children.push_back(a.name + ":" + a.typeName);
+  EXPECT_EQ(children, (std::vector<std::string>{"a:U8", "b:U16"}));
+  EXPECT_TRUE(c->attribute("flag")->children.empty());
+  EXPECT_FALSE(c->attribute("flag")->nested);
+  EXPECT_EQ(inner->child("c"), nullptr);
+  Outer v = sample;
+  void* place = inner->nested(&v);
+  EXPECT_EQ(place, static_cast<void*>(&v.inner));
+  inner->child("b")->parse(place, "0x1234");
+  EXPECT_EQ(v.inner, (Inner{{}, 1, 0x1234}));
+  EXPECT_EQ(inner->child("a")->print(place), "1");
+  EXPECT_THROW(inner->child("a")->parse(place, "256"), Fen::RangeException);
+}
+
 TEST(RegistryDeathTest, SameModuleTwiceIsFatal) {
   EXPECT_DEATH(Fen::Registry::instance().moduleIs(Fen::ModuleInfo{"FrameworkTestModule", {}}),
                "Assertion `inserted' failed");

@@ -11,6 +11,13 @@ const AttributeInfo* ClassInfo::attribute(std::string_view attrName) const {
   return nullptr;
 }
 
+const AttributeInfo* AttributeInfo::child(std::string_view childName) const {
+  for (const auto& c : children) {
+    if (c.name == childName) return &c;
+  }
+  return nullptr;
+}
+
 Registry& Registry::instance() {
   static Registry registry;
   return registry;

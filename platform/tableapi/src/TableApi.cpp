@@ -42,6 +42,10 @@ const HwAddressColl* HwTableRegisterMappingColl::addresses(HwIndex index) const 
   return it == rows_.end() ? nullptr : it->second.ptr();
 }
 
+unsigned SwTableProfileConvertor::expectedHwRow(HwTableId, HwIndex, U32*) {
+  return 0;
+}
+
 void SwTableProfileConvertor::hwTableIs(HwTableId id, Fen::Ptr<HwTableConfig> table) {
   if (tables_.size() <= id) tables_.resize(id + 1);
   tables_[id] = std::move(table);

@@ -13,12 +13,19 @@
 
 namespace Fen {
 
-// One attribute of a value class, printed and parsed through its text form.
+// One attribute of a value class, printed and parsed through its text form. An attribute whose
+// type is itself a value also lists that value's attributes, reached through `nested`, so tools
+// can address "outer.inner" field by field.
 struct AttributeInfo {
   std::string name;
   std::string typeName;
   std::function<std::string(const void* object)> print;
   std::function<void(void* object, std::string_view text)> parse;
+  std::vector<AttributeInfo> children;
+  // The address of this attribute inside `object`; set only when `children` is not empty.
+  std::function<void*(void* object)> nested;
+
+  const AttributeInfo* child(std::string_view childName) const;
 };
 
 struct ClassInfo {
@@ -57,22 +64,33 @@ struct ModuleRegistrar {
   explicit ModuleRegistrar(ModuleInfo module) { Registry::instance().moduleIs(std::move(module)); }
 };
 
+template <class V>
+std::vector<AttributeInfo> valueAttributes();
+
+// The attribute of field `f` of value type V (with its children when the field is a value).
+template <class V, class F>
+AttributeInfo fieldAttribute(const F& f) {
+  using T = typename F::Type;
+  AttributeInfo a{
+      f.name,
+      ValueTraits<T>::typeName(),
+      [f](const void* o) { return printText(static_cast<const V*>(o)->*(f.member)); },
+      [f](void* o, std::string_view text) { static_cast<V*>(o)->*(f.member) = parseText<T>(text); },
+      {},
+      nullptr};
+  if constexpr (IsValue<T>::value) {
+    a.children = valueAttributes<T>();
+    a.nested = [f](void* o) -> void* { return &(static_cast<V*>(o)->*(f.member)); };
+  }
+  return a;
+}
+
 // The attributes of value type V, derived from its field list.
 template <class V>
 std::vector<AttributeInfo> valueAttributes() {
   std::vector<AttributeInfo> attrs;
-  std::apply(
-      [&](const auto&... f) {
-        (attrs.push_back(AttributeInfo{
-             f.name, ValueTraits<typename std::decay_t<decltype(f)>::Type>::typeName(),
-             [f](const void* o) { return printText(static_cast<const V*>(o)->*(f.member)); },
-             [f](void* o, std::string_view text) {
-               using T = typename std::decay_t<decltype(f)>::Type;
-               static_cast<V*>(o)->*(f.member) = parseText<T>(text);
-             }}),
-         ...);
-      },
-      V::fenFields());
+  std::apply([&](const auto&... f) { (attrs.push_back(fieldAttribute<V>(f)), ...); },
+             V::fenFields());
   return attrs;
 }
 

@@ -20,6 +20,11 @@ class SwTableProfileConvertor : public Fen::PtrInterface, public Spool::SpoolMap
   virtual void doCreateHwTables(TableState state, bool resetHw) = 0;
   // Reconciles software with hardware after a restart.
   virtual void syncEntries() {}
+  // The words the library means row `index` of hardware table `id` to hold, given the software
+  // entries: fills `words` (hwEntryMaxWords words) and returns how many words the row has, or 0
+  // when the library writes nothing there.
+  virtual unsigned expectedHwRow(TarnSwitchApi::HwTableId id, TarnSwitchApi::HwIndex index,
+                                 U32* words);
 
   void hwTableIs(HwTableId id, Fen::Ptr<HwTableConfig> table);
   void descriptorIs(HwTableId id, Fen::Ptr<HwTableDescriptor> descriptor);

@@ -1,0 +1,126 @@
+// Type-erased entry access and the rows the library means hardware to hold (expectedHwRow), on
+// the ARP table reached through the registry as a tool reaches it.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "Fen/Registry.h"
+#include "TarnSwitchTable/TarnTableArp.h"
+#include "support/Chip.h"
+
+namespace TarnTest {
+namespace {
+
+using namespace TarnSwitchTable;
+
+// The ARP table built by its registered factory and started cold, with its access interface.
+struct RegisteredArp {
+  Fen::Ptr<Fen::PtrInterface> object;
+  EntryAccess* access = nullptr;
+  ArpTable* table = nullptr;
+  ChipPtr chip = makeChip("default");
+
+  RegisteredArp() {
+    const Fen::ClassInfo* c = Fen::Registry::instance().classInfo("TarnSwitchTable::ArpTable");
+    object = c->factory("arp");
+    access = dynamic_cast<EntryAccess*>(object.ptr());
+    table = dynamic_cast<ArpTable*>(object.ptr());
+    TarnSwitchApi::startSwTable(*table, chip, StartMode::cold);
+  }
+  // Sets one field of the scratch key or result through the registered attributes.
+  void field(const char* valueClass, const char* name, const char* text) {
+    const Fen::ClassInfo* c = Fen::Registry::instance().classInfo(valueClass);
+    bool key = std::string(valueClass) == access->keyTypeName();
+    c->attribute(name)->parse(key ? access->scratchKey() : access->scratchResult(), text);
+  }
+  // Every row of copy 0 where hardware differs from expectedHwRow, as HwIndexes.
+  std::vector<HwIndex> mismatches() {
+    std::vector<HwIndex> out;
+    auto& conv = *table->profileConvertor();
+    const auto& hw = *conv.hwTable(0);
+    for (HwIndex i = hw.lower(); i <= hw.upper(); ++i) {
+      U32 words[TarnSwitchApi::hwEntryMaxWords];
+      unsigned n = conv.expectedHwRow(0, i, words);
+      if (n != 4 || rowWords(hw, i, 4) != Words(words, words + n)) out.push_back(i);
+    }
+    return out;
+  }
+};
+
+TEST(TableAccessTest, RegisteredFieldsSetAndDeleteEntriesListedInKeyOrder) {
+  RegisteredArp arp;
+  ASSERT_NE(arp.access, nullptr);
+  EXPECT_STREQ(arp.access->keyTypeName(), "TarnSwitchTable::ArpKey");
+  EXPECT_STREQ(arp.access->resultTypeName(), "TarnSwitchTable::ArpResult");
+  for (const char* port : {"7", "3"}) {
+    arp.access->scratchReset();
+    arp.field("TarnSwitchTable::ArpKey", "egressPort", port);
+    arp.field("TarnSwitchTable::ArpKey", "rewriteIndex", "5");
+    EXPECT_FALSE(arp.access->scratchResultLoad());
+    arp.field("TarnSwitchTable::ArpResult", "vlanId", "10");
+    arp.access->scratchEntryIs();
+  }
+  ASSERT_NE(arp.table->entry(ArpKey(3, 5)), nullptr);
+  EXPECT_EQ(arp.table->entry(ArpKey(3, 5))->vlanId, 10u);
+  std::vector<std::string> listed;
+  arp.access->entryForEach(
+      [&](const void* k, const void* r) { listed.push_back(arp.access->entryStrep(k, r)); });
+  EXPECT_EQ(listed.size(), 2u);
+  EXPECT_EQ(listed[0],
+            "Value('TarnSwitchTable::ArpKey', ** {'egressPort': 3, 'rewriteIndex': 5}) "
+            "Value('TarnSwitchTable::ArpResult', ** {'ethAddr': 00:00:00:00:00:00, 'vlanId': 10})");
+  arp.access->scratchReset();
+  arp.field("TarnSwitchTable::ArpKey", "egressPort", "7");
+  arp.field("TarnSwitchTable::ArpKey", "rewriteIndex", "5");
+  EXPECT_TRUE(arp.access->scratchResultLoad());  // the stored result comes back for a change
+  EXPECT_EQ(static_cast<ArpResult*>(arp.access->scratchResult())->vlanId, 10u);
+  arp.access->scratchEntryDel();
+  EXPECT_EQ(arp.access->entryCount(), 1u);
+  arp.access->accessEntryDelAll();
+  EXPECT_EQ(arp.access->entryCount(), 0u);
+}
+
+TEST(TableAccessTest, DecodeRowTextReadsAnyCopyAndNamesAMissingOne) {
+  RegisteredArp arp;
+  arp.table->entryIs(ArpKey(3, 5), ArpResult(Lanx::EthAddr::fromU64(0x001122334455ull), 20));
+  EXPECT_EQ(arp.access->decodeRowText(0, 197),
+            "Value('TarnSwitchTable::ArpEntry', ** {'valid': true, 'egressPort': 3, "
+            "'rewriteIndex': 5, 'ethAddr': 00:11:22:33:44:55, 'vlanId': 20})");
+  EXPECT_EQ(arp.access->decodeRowText(0, 0),
+            "Value('TarnSwitchTable::ArpEntry', ** {'valid': false, 'egressPort': 0, "
+            "'rewriteIndex': 0, 'ethAddr': 00:00:00:00:00:00, 'vlanId': 0})");
+  try {
+    arp.access->decodeRowText(1, 0);
+    FAIL() << "copy 1 does not exist";
+  } catch (const Fen::RangeException& e) {
+    EXPECT_STREQ(e.what(), "hardware table 1 of arp does not exist (copies 0..0)");
+  }
+  EXPECT_THROW(arp.access->decodeRowText(0, 3072), TarnSwitchApi::HwIndexException);
+}
+
+TEST(TableAccessTest, ExpectedRowsEqualHardwareAfterRandomChangesAndRestarts) {
+  const unsigned seed = 20240611;
+  std::mt19937 rng(seed);
+  RegisteredArp arp;
+  for (int step = 0; step < 400; ++step) {
+    ArpKey key(rng() % 50, rng() % 64);  // ports 48 and 49 have no row
+    if (rng() % 3 == 0) {
+      arp.table->entryDel(key);
+    } else {
+      arp.table->entryIs(key, ArpResult(Lanx::EthAddr::fromU64(rng()), rng() % 4095));
+    }
+    if (step % 100 == 99) TarnSwitchApi::startSwTable(*arp.table, arp.chip, StartMode::warm);
+  }
+  EXPECT_EQ(arp.mismatches(), std::vector<HwIndex>{}) << "seed " << seed;
+  arp.chip->hwTable("arp.Arp")->damageIs(197, 3, 0x8);  // the parity bit of word 2
+  EXPECT_EQ(arp.mismatches(), std::vector<HwIndex>{197}) << "seed " << seed;
+  U32 words[TarnSwitchApi::hwEntryMaxWords];
+  auto& conv = *arp.table->profileConvertor();
+  EXPECT_EQ(conv.expectedHwRow(1, 0, words), 0u);     // no copy 1
+  EXPECT_EQ(conv.expectedHwRow(0, 3072, words), 0u);  // past the last row
+  conv.descriptor(0)->enabledIs(false);
+  EXPECT_EQ(conv.expectedHwRow(0, 0, words), 0u);  // a disabled table is not written
+}
+
+}  // namespace
+}  // namespace TarnTest
