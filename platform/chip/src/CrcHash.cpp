@@ -3,39 +3,68 @@
 namespace TarnSwitch {
 namespace {
 
+using Fen::U16;
 using Fen::U32;
 using Fen::U8;
 
-// Polynomials without their top bit, per way modulo 3.
-constexpr U32 crc10Polys[3] = {0x233, 0x3D9, 0x175};
-constexpr U32 crc12Polys[3] = {0x80F, 0xF13, 0xD31};
-constexpr U32 crc13Polys[3] = {0x1CF5, 0x1FAB, 0x1FB5};
-
-// Bit-serial CRC: shift each message bit into the register's top and reduce.
-U32 crcHash(U32 width, const U32* polys, const U8* bytes, U8 way, U32 bits) {
-  const U32 top = 1u << (width - 1);
-  const U32 mask = (top << 1) - 1;
-  const U32 poly = polys[way % 3];
-  U32 reg = (U32(way) / 3) & mask;
-  for (U32 i = 0; i < bits; ++i) {
-    U32 in = (bytes[i / 8] >> (7 - i % 8)) & 1u;
-    bool feedback = ((reg & top) != 0) != (in != 0);
-    reg = (reg << 1) & mask;
-    if (feedback) reg ^= poly;
+// One CRC width: the polynomials of ways 0, 1 and 2 (without their top bit) and, per way, the
+// register change of each whole input byte, so full bytes cost one table step each.
+class Crc {
+ public:
+  Crc(U32 width, U32 poly0, U32 poly1, U32 poly2)
+      : width_(width),
+        top_(1u << (width - 1)),
+        mask_((1u << width) - 1),
+        polys_{poly0, poly1, poly2} {
+    for (U32 w = 0; w < 3; ++w) {
+      for (U32 b = 0; b < 256; ++b) {
+        U32 reg = b << (width - 8);
+        for (int i = 0; i < 8; ++i) reg = shift(reg, 0, polys_[w]);
+        table_[w][b] = U16(reg);
+      }
+    }
   }
-  return reg;
-}
+
+  // The CRC of the first `bits` bits of `bytes`, most significant bit of byte 0 first.
+  U32 hash(const U8* bytes, U8 way, U32 bits) const {
+    const U32 poly = polys_[way % 3];
+    const U16* table = table_[way % 3];
+    U32 reg = (U32(way) / 3) & mask_;
+    U32 i = 0;
+    for (; i + 8 <= bits; i += 8) {
+      reg = ((reg << 8) & mask_) ^ table[((reg >> (width_ - 8)) ^ bytes[i / 8]) & 0xFFu];
+    }
+    for (; i < bits; ++i) reg = shift(reg, (bytes[i / 8] >> (7 - i % 8)) & 1u, poly);
+    return reg;
+  }
+
+ private:
+  // Shifts one message bit into the register's top and reduces.
+  U32 shift(U32 reg, U32 in, U32 poly) const {
+    const bool feedback = ((reg & top_) != 0) != (in != 0);
+    reg = (reg << 1) & mask_;
+    return feedback ? reg ^ poly : reg;
+  }
+
+  U32 width_, top_, mask_;
+  U32 polys_[3];
+  U16 table_[3][256];
+};
+
+const Crc crc10(10, 0x233, 0x3D9, 0x175);
+const Crc crc12(12, 0x80F, 0xF13, 0xD31);
+const Crc crc13(13, 0x1CF5, 0x1FAB, 0x1FB5);
 
 }  // namespace
 
 U32 crc10Hash(const U8* bytes, U8 way, U32 bits) {
-  return crcHash(10, crc10Polys, bytes, way, bits);
+  return crc10.hash(bytes, way, bits);
 }
 U32 crc12Hash(const U8* bytes, U8 way, U32 bits) {
-  return crcHash(12, crc12Polys, bytes, way, bits);
+  return crc12.hash(bytes, way, bits);
 }
 U32 crc13Hash(const U8* bytes, U8 way, U32 bits) {
-  return crcHash(13, crc13Polys, bytes, way, bits);
+  return crc13.hash(bytes, way, bits);
 }
 
 }  // namespace TarnSwitch

@@ -69,6 +69,9 @@ class Ptr {
   bool unique() const { return p_ != nullptr && p_->references() == 1; }
   bool operator==(const Ptr& o) const { return p_ == o.p_; }
   bool operator!=(const Ptr& o) const { return p_ != o.p_; }
+  // Comparison with a raw pointer, so `p == NULL` reads as it does for plain pointers.
+  bool operator==(const T* p) const { return p_ == p; }
+  bool operator!=(const T* p) const { return p_ != p; }
 
  private:
   void acquire() {
