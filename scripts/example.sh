@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing (setup.sh), builds the ARP example in the release preset and runs it.
+# Installs what is missing (setup.sh), builds tarnctl in the release preset and runs its
+# built-in demo (`tarnctl run`); extra arguments go to the configure step.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -17,7 +18,7 @@ quietly() {
   rm -f "$log"
 }
 
-echo "building arp_example (preset release, build/release)..." >&2
+echo "building tarnctl (preset release, build/release)..." >&2
 quietly cmake --preset release "$@"
-quietly cmake --build --preset release --target arp_example
-./build/release/examples/arp_example
+quietly cmake --build --preset release --target tarnctl
+./build/release/tools/tarnctl/tarnctl run

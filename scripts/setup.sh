@@ -12,7 +12,9 @@ packages=(
   libgtest-dev
   libgmock-dev
   libbenchmark-dev  # Google Benchmark, for bench/
-  python3           # bench/run_arp_bench.sh summarises the benchmark results with it
+  python3           # the benchmark scripts summarise their results with it
+  libcli11-dev      # CLI11, command-line parsing of tools/tarnctl
+  nlohmann-json3-dev  # JSON output of tools/tarnctl
 )
 
 installed() {

@@ -1,0 +1,86 @@
+#include "Dump.h"
+
+#include <cctype>
+
+namespace Tarnctl {
+namespace {
+
+Json scalarJson(const std::string& text) {
+  if (text == "true" || text == "false") return text == "true";
+  bool digits = !text.empty() && text.size() <= 19;
+  for (char c : text) digits = digits && std::isdigit(static_cast<unsigned char>(c));
+  if (digits && (text.size() == 1 || text[0] != '0')) return std::stoull(text);
+  return text;
+}
+
+Json softwareJson(const ToolTable& t) {
+  Json rows = Json::array();
+  t.access().entryForEach([&](const void* k, const void* r) {
+    rows.push_back(Json{{"key", valueJson(t.keyClass().attributes, k)},
+                        {"result", valueJson(t.resultClass().attributes, r)},
+                        {"text", t.access().entryStrep(k, r)}});
+  });
+  return rows;
+}
+
+Json hardwareJson(const ToolTable& t) {
+  Json copies = Json::array();
+  auto& conv = t.convertor();
+  for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
+    const TarnSwitchApi::HwTableConfig* hw = conv.hwTable(id);
+    if (!hw) continue;
+    Json rows = Json::array();
+    for (Fen::U64 i = hw->lower(); i <= hw->upper(); ++i) {
+      const TarnSwitchApi::HwEntryConfig* row = hw->storedEntry(TarnSwitchApi::HwIndex(i));
+      if (!row) continue;
+      Json words = Json::array();
+      for (unsigned w = 0; w < row->words(); ++w) words.push_back(row->dataArray()[w]);
+      rows.push_back(Json{{"index", i}, {"words", std::move(words)}});
+    }
+    copies.push_back(Json{{"id", id},
+                          {"name", hw->name()},
+                          {"lower", hw->lower()},
+                          {"upper", hw->upper()},
+                          {"rows", std::move(rows)}});
+  }
+  return copies;
+}
+
+}  // namespace
+
+Json profileJson(const TarnSwitch::ChipProfile& p) {
+  return Json{{"name", p.name},
+              {"portCount", p.portCount},
+              {"pipelineCount", p.pipelineCount},
+              {"portsPerPipeline", p.portsPerPipeline},
+              {"hasCpuPipeline", p.hasCpuPipeline},
+              {"revision", p.revision},
+              {"hwApi", Fen::printText(p.hwApi)}};
+}
+
+Json valueJson(const std::vector<Fen::AttributeInfo>& attrs, const void* object) {
+  Json out = Json::object();
+  for (const auto& a : attrs) {
+    if (a.children.empty()) {
+      out[a.name] = scalarJson(a.print(object));
+    } else {
+      out[a.name] = valueJson(a.children, a.nested(const_cast<void*>(object)));
+    }
+  }
+  return out;
+}
+
+Json dumpJson(Session& session) {
+  Json tables = Json::array();
+  for (const auto& t : session.tables()) {
+    const std::string& cls = t->tableClass().name;
+    tables.push_back(
+        Json{{"table", t->name()},
+             {"class", cls.substr(cls.rfind(':') == std::string::npos ? 0 : cls.rfind(':') + 1)},
+             {"software", softwareJson(*t)},
+             {"hardware", hardwareJson(*t)}});
+  }
+  return Json{{"profile", profileJson(session.chip()->profile())}, {"tables", std::move(tables)}};
+}
+
+}  // namespace Tarnctl

@@ -1,0 +1,170 @@
+#include "ToolTable.h"
+
+#include <cctype>
+
+#include "Errors.h"
+
+namespace Tarnctl {
+namespace {
+
+const Fen::ClassInfo& registeredClass(const std::string& name, const std::string& table) {
+  const Fen::ClassInfo* c = Fen::Registry::instance().classInfo(name);
+  if (!c) throw ToolError("table " + table + ": value class '" + name + "' is not registered");
+  return *c;
+}
+
+// Splits "name=value"; ToolError when there is no '='.
+std::pair<std::string_view, std::string_view> splitField(std::string_view token) {
+  auto eq = token.find('=');
+  if (eq == std::string_view::npos || eq == 0) {
+    throw ToolError("expected FIELD=VALUE, got '" + std::string(token) + "'");
+  }
+  return {token.substr(0, eq), token.substr(eq + 1)};
+}
+
+}  // namespace
+
+std::string shortTableName(const std::string& className) {
+  std::string n =
+      className.substr(className.rfind(':') == std::string::npos ? 0 : className.rfind(':') + 1);
+  const std::string suffix = "Table";
+  if (n.size() > suffix.size() && n.compare(n.size() - suffix.size(), suffix.size(), suffix) == 0)
+    n.resize(n.size() - suffix.size());
+  for (char& c : n) c = char(std::tolower(static_cast<unsigned char>(c)));
+  return n;
+}
+
+ToolTable::ToolTable(const Fen::ClassInfo& tableClass)
+    : class_(&tableClass),
+      keyClass_(&registeredClass(tableClass.keyClass, tableClass.name)),
+      resultClass_(&registeredClass(tableClass.resultClass, tableClass.name)),
+      name_(shortTableName(tableClass.name)) {
+  addPaths(keyClass_->attributes, "", {}, true, -1);
+  addPaths(resultClass_->attributes, "", {}, false, -1);
+  given_.assign(paths_.size(), false);
+}
+
+void ToolTable::addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std::string& prefix,
+                         std::vector<const Fen::AttributeInfo*> chain, bool key, int parent) {
+  for (const auto& a : attrs) {
+    int index = int(paths_.size());
+    auto sub = chain;
+    sub.push_back(&a);
+    paths_.push_back(FieldPath{prefix + a.name, sub, key, a.children.empty(), parent});
+    if (!a.children.empty()) addPaths(a.children, prefix + a.name + ".", sub, key, index);
+  }
+}
+
+void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
+                      TarnSwitchApi::StartMode mode) {
+  Fen::Ptr<Fen::PtrInterface> object = class_->factory(name_);
+  auto* access = dynamic_cast<TarnSwitchTable::EntryAccess*>(object.ptr());
+  auto* table = dynamic_cast<TarnSwitchApi::SwTable*>(object.ptr());
+  if (!access || !table) throw ToolError("table " + class_->name + " offers no entry access");
+  if (keyClass_->name != access->keyTypeName() || resultClass_->name != access->resultTypeName()) {
+    throw ToolError("table " + class_->name + ": registered key or result class differs from " +
+                    access->keyTypeName() + " " + access->resultTypeName());
+  }
+  object_ = object;
+  access_ = access;
+  table_ = table;
+  TarnSwitchApi::startSwTable(*table_, chip, mode);
+}
+
+TarnSwitchApi::SwTableProfileConvertor& ToolTable::convertor() const {
+  return *table_->profileConvertorPtr();
+}
+
+TarnSwitchApi::HwTableConfig& ToolTable::hwCopy(TarnSwitchApi::HwTableId id) const {
+  TarnSwitchApi::HwTableConfig* t = convertor().hwTable(id);
+  if (!t) {
+    throw ToolError(name_ + " has no hardware copy " + std::to_string(id) + " (copies 0.." +
+                    std::to_string(convertor().hwTableCount() - 1) + ")");
+  }
+  return *t;
+}
+
+void ToolTable::set(const std::vector<std::string_view>& fields) {
+  access_->scratchReset();
+  given_.assign(paths_.size(), false);
+  applyFields(fields, true, false);
+  requireKeyFields();
+  access_->scratchResultLoad();
+  applyFields(fields, false, false);
+  access_->scratchEntryIs();
+}
+
+void ToolTable::del(const std::vector<std::string_view>& fields) {
+  access_->scratchReset();
+  given_.assign(paths_.size(), false);
+  applyFields(fields, true, true);
+  requireKeyFields();
+  access_->scratchEntryDel();
+}
+
+void ToolTable::applyFields(const std::vector<std::string_view>& fields, bool key, bool keyOnly) {
+  for (std::string_view token : fields) {
+    auto [field, value] = splitField(token);
+    std::size_t i = 0;
+    while (i < paths_.size() && paths_[i].path != field) ++i;
+    if (i == paths_.size()) {
+      throw ToolError("unknown field '" + std::string(field) + "' of table " + name_ +
+                      " (fields: " + fieldList() + ")");
+    }
+    if (paths_[i].key != key) {
+      if (keyOnly) {
+        throw ToolError("'" + std::string(field) + "' is a result field: del takes key fields (" +
+                        fieldList(true) + ")");
+      }
+      continue;
+    }
+    if (given_[i]) throw ToolError("field '" + std::string(field) + "' given twice");
+    given_[i] = true;
+    applyField(i, field, value);
+  }
+}
+
+void ToolTable::applyField(std::size_t pathIndex, std::string_view field, std::string_view value) {
+  const FieldPath& p = paths_[pathIndex];
+  void* object = p.key ? access_->scratchKey() : access_->scratchResult();
+  for (std::size_t k = 0; k + 1 < p.chain.size(); ++k) object = p.chain[k]->nested(object);
+  try {
+    p.chain.back()->parse(object, value);
+  } catch (const std::exception& e) {
+    throw ToolError(name_ + ": " + std::string(field) + "=" + std::string(value) + ": " + e.what());
+  }
+}
+
+void ToolTable::requireKeyFields() const {
+  for (std::size_t i = 0; i < paths_.size(); ++i) {
+    if (!paths_[i].key || !paths_[i].leaf) continue;
+    bool given = false;
+    for (int j = int(i); j >= 0 && !given; j = paths_[j].parent) given = given_[j];
+    if (!given) {
+      throw ToolError(name_ + ": missing key field '" + paths_[i].path +
+                      "' (fields: " + fieldList() + ")");
+    }
+  }
+}
+
+std::string ToolTable::fieldList(bool keyOnly) const {
+  std::string out;
+  for (const auto& p : paths_) {
+    if (!p.leaf || (keyOnly && !p.key)) continue;
+    out += (out.empty() ? "" : ", ") + p.path;
+  }
+  return out;
+}
+
+std::string ToolTable::scriptLine(const void* key, const void* result) const {
+  std::string out = "set " + name_;
+  for (const auto& p : paths_) {
+    if (!p.leaf) continue;
+    void* object = const_cast<void*>(p.key ? key : result);
+    for (std::size_t k = 0; k + 1 < p.chain.size(); ++k) object = p.chain[k]->nested(object);
+    out += " " + p.path + "=" + p.chain.back()->print(object);
+  }
+  return out;
+}
+
+}  // namespace Tarnctl

@@ -1,0 +1,232 @@
+// tarnctl: drives the table library on the simulated chip. Commands: run, encode, decode,
+// tables, profiles. Exit status 0 on success, 1 when a check failed, 2 on any error.
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "Codec.h"
+#include "Demo.h"
+#include "Dump.h"
+#include "Errors.h"
+#include "Fen/File.h"
+#include "Fen/Trace.h"
+#include "Profile.h"
+#include "Script.h"
+
+namespace Tarnctl {
+namespace {
+
+struct RunArgs {
+  std::vector<std::string> scripts;
+  std::string profile = "default";
+  std::string hwIn;
+  std::string hwOut;
+  std::string dump;
+  std::vector<std::string> traces;
+  bool json = false;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+struct CodecArgs {
+  std::string table;
+  std::vector<std::string> values;
+  std::string profile = "default";
+  Fen::U32 copy = 0;
+  Fen::U32 index = 0;
+};
+
+void traceIs(const std::string& option) {
+  auto eq = option.find('=');
+  if (eq == std::string::npos) throw ToolError("--trace expects MODULE=LEVEL, got '" + option + "'");
+  try {
+    Fen::traceLevelIs(option.substr(0, eq),
+                      Fen::TraceLevel(Fen::parseText<Fen::U64>(option.substr(eq + 1))));
+  } catch (const Fen::Exception& e) {
+    std::string modules;
+    for (const auto& m : Fen::traceModules()) modules += (modules.empty() ? "" : ", ") + m;
+    throw ToolError("--trace " + option + ": " + e.what() + " (modules: " + modules + ")");
+  }
+}
+
+Fen::Ptr<TarnSwitchApi::HwTableCollection> startChip(const RunArgs& a,
+                                                     const TarnSwitch::ChipProfile& profile) {
+  if (a.hwIn.empty()) return Fen::makePtr<TarnSwitchApi::HwTableCollection>(profile);
+  try {
+    return TarnSwitchApi::HwTableCollection::load(a.hwIn, &profile);
+  } catch (const Fen::Exception& e) {
+    throw ToolError(std::string("--hw-in: ") + e.what());
+  }
+}
+
+void printStart(Session& s, Fen::U64 writes, bool warm) {
+  std::cout << "tables " << (warm ? "warm" : "cold") << "-started on a simulated '"
+            << s.chip()->profile().name << "' chip (" << s.chip()->profile().portCount
+            << " ports): " << writes << " rows written\n";
+  for (const auto& t : s.tables()) {
+    for (const auto& hw : t->convertor().hwTables()) {
+      if (hw)
+        std::cout << "  " << t->name() << ": hardware table " << hw->name() << " rows "
+                  << hw->lower() << ".." << hw->upper() << "\n";
+    }
+  }
+}
+
+void replay(ScriptRunner& runner, const RunArgs& a) {
+  if (a.scripts.empty()) {
+    std::istringstream demo(demoScript());
+    return runner.run(demo, "demo");
+  }
+  for (const auto& path : a.scripts) {
+    if (path == "-") {
+      runner.run(std::cin, "<stdin>");
+      continue;
+    }
+    std::ifstream in(path);
+    if (!in) throw ToolError("cannot open script '" + path + "'");
+    runner.run(in, path);
+  }
+}
+
+void writeOutputs(Session& s, const RunArgs& a) {
+  if (!a.hwOut.empty()) s.chip()->save(a.hwOut);
+  if (a.dump.empty()) return;
+  std::string text = dumpJson(s).dump() + "\n";
+  if (a.dump == "-") {
+    std::cout << text;
+  } else {
+    Fen::writeFileAtomically(a.dump, text);
+  }
+}
+
+void printSummary(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64 writes,
+                  const RunArgs& a) {
+  if (a.json) {
+    Json tables = Json::array();
+    for (const auto& t : s.tables())
+      tables.push_back(Json{{"table", t->name()}, {"entries", t->access().entryCount()}});
+    std::cout << Json{{"lines", st.lines},
+                      {"commands", st.commands},
+                      {"startWrites", startWrites},
+                      {"hwWrites", writes},
+                      {"checks", st.checks},
+                      {"checkFailures", st.checkFailures},
+                      {"tables", tables}}
+                     .dump()
+              << "\n";
+    return;
+  }
+  if (a.quiet || a.dump == "-") return;
+  std::cout << "\n"
+            << st.lines << " lines, " << st.commands << " commands, " << writes
+            << " hardware rows written";
+  for (const auto& t : s.tables())
+    std::cout << "; " << t->name() << ": " << t->access().entryCount() << " entries";
+  std::cout << "\n";
+}
+
+int runCommand(const RunArgs& a) {
+  for (const auto& t : a.traces) traceIs(t);
+  TarnSwitch::ChipProfile profile = profileFromOption(a.profile);
+  Session s(startChip(a, profile));
+  bool warm = !a.hwIn.empty();
+  s.start(warm ? TarnSwitchApi::StartMode::warm : TarnSwitchApi::StartMode::cold);
+  bool verbose = a.verbose || (a.scripts.empty() && !a.quiet && !a.json);
+  if (verbose) printStart(s, s.chip()->writeCount(), warm);
+  Fen::U64 before = s.chip()->writeCount();
+  ScriptRunner runner(s, RunOptions{verbose, a.quiet || a.json}, std::cout);
+  replay(runner, a);
+  writeOutputs(s, a);
+  printSummary(s, runner.stats(), before, s.chip()->writeCount() - before, a);
+  return runner.stats().checkFailures ? exitCheckFailed : exitOk;
+}
+
+void addRun(CLI::App& app, RunArgs& a, int& result) {
+  auto* run = app.add_subcommand("run",
+                                 "Apply change scripts to the library on the simulated chip "
+                                 "(no SCRIPT: the built-in demo)");
+  run->add_option("SCRIPT", a.scripts, "change scripts, '-' for standard input");
+  run->add_option("--profile", a.profile, "built-in profile (default, legacy) or profile file")
+      ->capture_default_str();
+  run->add_option("--hw-in", a.hwIn, "start from saved hardware (warm start and reconcile)");
+  run->add_option("--hw-out", a.hwOut, "save the hardware at the end");
+  run->add_option("--dump", a.dump, "JSON dump of software and hardware at the end ('-': stdout)");
+  run->add_option("--trace", a.traces, "MODULE=LEVEL, trace to stderr (repeatable)");
+  run->add_flag("--json", a.json, "print the summary as JSON");
+  run->add_flag("--quiet,-q", a.quiet, "print nothing but show output and errors");
+  run->add_flag("--verbose,-v", a.verbose, "echo each command and the hardware writes it causes");
+  run->callback([&a, &result] { result = runCommand(a); });
+}
+
+void addCodec(CLI::App& app, CodecArgs& a, int& result) {
+  auto* enc = app.add_subcommand("encode", "The hardware rows one entry produces, per copy");
+  enc->add_option("TABLE", a.table, "table short name (see 'tarnctl tables')")->required();
+  enc->add_option("FIELD=VALUE", a.values, "key and result fields")->required();
+  enc->add_option("--profile", a.profile, "built-in profile or profile file")
+      ->capture_default_str();
+  enc->callback([&] {
+    std::cout << encodeText(profileFromOption(a.profile), a.table, a.values);
+    result = exitOk;
+  });
+  auto* dec = app.add_subcommand("decode", "The entry that row words decode to");
+  dec->add_option("TABLE", a.table, "table short name")->required();
+  dec->add_option("WORD", a.values, "data words (decimal or 0x hex)")->required();
+  dec->add_option("--copy", a.copy, "HwTableId of the hardware copy")->capture_default_str();
+  dec->add_option("--index", a.index, "HwIndex of the row")->required();
+  dec->add_option("--profile", a.profile, "built-in profile or profile file")
+      ->capture_default_str();
+  dec->callback([&] {
+    std::cout << decodeText(profileFromOption(a.profile), a.table, a.copy, a.index, a.values);
+    result = exitOk;
+  });
+}
+
+void printTables() {
+  for (const auto* c : registeredTables()) {
+    ToolTable t(*c);
+    std::cout << t.name() << " (" << c->name << ")\n";
+    for (const auto& f : t.fields()) {
+      std::cout << "  " << (f.key ? "key    " : "result ") << f.path << ": "
+                << f.chain.back()->typeName << "\n";
+    }
+  }
+}
+
+int cli(int argc, char** argv) {
+  CLI::App app{"tarnctl: drive the TarnSwitchTable library on the simulated chip"};
+  app.set_version_flag("--version", std::string("tarnctl ") + TARNCTL_VERSION);
+  app.require_subcommand(1, 1);
+  int result = exitOk;
+  RunArgs runArgs;
+  CodecArgs codecArgs;
+  addRun(app, runArgs, result);
+  addCodec(app, codecArgs, result);
+  app.add_subcommand("tables", "Every registered table with its key and result fields")
+      ->callback(printTables);
+  app.add_subcommand("profiles", "The built-in chip profiles")->callback([] {
+    std::cout << profilesText();
+  });
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e) == 0 ? exitOk : exitError;
+  }
+  return result;
+}
+
+}  // namespace
+}  // namespace Tarnctl
+
+int main(int argc, char** argv) {
+  try {
+    return Tarnctl::cli(argc, argv);
+  } catch (const Tarnctl::LineError& e) {
+    std::cout.flush();
+    std::cerr << e.what() << "\n";
+  } catch (const std::exception& e) {
+    std::cout.flush();
+    std::cerr << "tarnctl: " << e.what() << "\n";
+  }
+  return Tarnctl::exitError;
+}
