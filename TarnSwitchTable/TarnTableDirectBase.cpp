@@ -46,51 +46,17 @@ DirectBaseConvertor* DirectBaseTable::profileConvertor() const {
 }
 
 DirectBaseConvertor::DirectBaseConvertor(DirectBaseTable* swTable, U8 hwEntryWords)
-    : swTable_(swTable), hwEntryWords_(hwEntryWords) {
-  if (hwEntryWords > 0) TarnSwitchApi::DataArrayIndex(hwEntryWords - 1u);
-}
-
-HwTableDescriptor& DirectBaseConvertor::descriptor0() const {
-  HwTableDescriptor* desc = descriptor(0);
-  FEN_ASSERT(desc != nullptr);
-  return *desc;
-}
-
-void DirectBaseConvertor::declareHwTable(HwTableId id, const std::string& hwTableName,
-                                         TableState state, HwIndex lower, HwIndex upper,
-                                         Fen::PtrConst<HwTableRegisterMapping> mapping) {
-  auto desc = descriptorConfig()->hwTableDescIs(swTable_->name(), id, hwTableName, state, lower,
-                                                upper, std::move(mapping));
-  auto table = hwTableCollection()->hwTable(hwTableName);
-  FEN_ASSERT(table);
-  hwTableIs(id, table);
-  descriptorIs(id, desc);
-}
-
-void DirectBaseConvertor::readHwWords(HwIndex index, U32* words) {
-  HwEntryConfig row(index);
-  readHwRow(*this, *hwTable(0), index, row);
-  for (unsigned i = 0; i < row.words(); ++i) words[i] = row.dataArray()[i];
-}
+    : HwRowConvertor(swTable, hwEntryWords), swTable_(swTable) {}
 
 void DirectBaseConvertor::hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& directEntry) {
   FEN_TRACE(traceHandle, 8,
             "void TarnSwitchTable::DirectBaseConvertor::hwTableEntryIs("
             "Fen::PtrConst<TarnSwitchTable::DirectBaseEntry>) "
                 << entryText(directEntry));
-  HwTableDescriptor& desc = descriptor0();
-  if (!desc.enabled()) return;
+  if (!descriptor0().enabled()) return;
   U32 buffer[TarnSwitchApi::hwEntryMaxWords] = {};
   setHwBuffer(directEntry, buffer);
-  HwIndex index = hwIndexFromItem(directEntry);
-  if (!desc.contains(index)) {
-    FEN_TRACE(traceHandle, 8,
-              "HwIndex " << index << " lies outside the hardware table: not written");
-    return;
-  }
-  for (const auto& table : hwTables()) {
-    if (table) writeHwRowIfChanged(*this, *table, index, buffer, hwEntryWords_);
-  }
+  writeHwRowAllCopies(hwIndexFromItem(directEntry), buffer, traceHandle);
 }
 
 void DirectBaseConvertor::hwTableEntryDel(HwIndex index) {
@@ -122,33 +88,7 @@ void DirectBaseConvertor::sanitizeEntry(HwIndex index) {
   U32 nullBuf[TarnSwitchApi::hwEntryMaxWords] = {};
   setStaticBuffer(index, staticBuf);
   setHwBuffer(nullDirectEntry(index), nullBuf);
-  Fen::DualTrace ring(traceHandle, swTable_->ringTrace());
-  for (const auto& table : hwTables()) {
-    if (!table) continue;
-    HwEntryConfig row(index);
-    if (!readHwRow(*this, *table, index, row)) {
-      ring.write(8, "initialize hwEntry for ", index);
-      HwEntryConfig fresh(index);
-      for (unsigned i = 0; i < hwEntryWords_; ++i)
-        fresh.dataIs(TarnSwitchApi::DataArrayIndex(i), nullBuf[i]);
-      table->entryIs(fresh);
-      continue;
-    }
-    bool damaged = false;
-    for (const auto& [word, mask] : hwStaticWord_) {
-      TarnSwitchApi::DataArrayIndex w(word);
-      U32 current = w.value() < row.words() ? row.data(w) : 0;
-      damaged = damaged || ((staticBuf[word] ^ current) & mask) != 0;
-    }
-    if (!damaged) continue;
-    ring.write(8, "Update hwEntry for ", index);
-    for (const auto& [word, mask] : hwStaticWord_) {
-      TarnSwitchApi::DataArrayIndex w(word);
-      U32 current = w.value() < row.words() ? row.data(w) : 0;
-      row.dataIs(w, (current & ~mask) | (staticBuf[word] & mask));
-    }
-    table->entryIs(row);
-  }
+  sanitizeHwRow(index, staticBuf, nullBuf, traceHandle);
 }
 
 unsigned DirectBaseConvertor::expectedHwRow(HwTableId id, HwIndex index, U32* words) {
@@ -161,20 +101,12 @@ unsigned DirectBaseConvertor::expectedHwRow(HwTableId id, HwIndex index, U32* wo
   }
   std::fill(words, words + TarnSwitchApi::hwEntryMaxWords, 0u);
   setHwBuffer(item, words);
-  return hwEntryWords_;
+  return hwEntryWords();
 }
 
 Fen::Ptr<DirectBaseEntry> DirectBaseConvertor::decodeHwRow(HwTableId id, HwIndex index) {
-  HwTableConfig* table = hwTable(id);
-  if (!table) {
-    throw Fen::RangeException("hardware table " + std::to_string(id) + " of " + swTable_->name() +
-                              " does not exist (copies 0.." + std::to_string(hwTableCount() - 1) +
-                              ")");
-  }
-  HwEntryConfig row(index);
-  readHwRow(*this, *table, index, row);
   U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
-  for (unsigned i = 0; i < row.words(); ++i) words[i] = row.dataArray()[i];
+  readHwWords(id, index, words);
   return decodeHwWords(index, words);
 }
 

@@ -13,7 +13,7 @@
 #include "Fen/Trace.h"
 #include "Fen/Value.h"
 #include "TarnSwitchApi/SwTable.h"
-#include "TarnSwitchTable/TarnTableAccess.h"
+#include "TarnSwitchTable/TarnTableEntries.h"
 #include "TarnSwitchTable/TarnTableHwRow.h"
 
 namespace TarnSwitchTable {
@@ -71,7 +71,7 @@ class DirectBaseTable : public TarnSwitchApi::SwTable {
   DirectBaseConvertor* profileConvertor() const;
 };
 
-class DirectBaseConvertor : public TarnSwitchApi::SwTableProfileConvertor {
+class DirectBaseConvertor : public HwRowConvertor {
  public:
   // `hwEntryWords` above 8 raises the DataArrayIndex range exception.
   DirectBaseConvertor(DirectBaseTable* swTable, U8 hwEntryWords);
@@ -107,27 +107,10 @@ class DirectBaseConvertor : public TarnSwitchApi::SwTableProfileConvertor {
   // raises the range exception.
   Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index);
 
-  U8 hwEntryWords() const { return hwEntryWords_; }
-  const std::map<U8, U32>& hwStaticWord() const { return hwStaticWord_; }
-  void hwStaticWordIs(U8 word, U32 mask) { hwStaticWord_[word] = mask; }
-  void hwStaticWordDel(U8 word) { hwStaticWord_.erase(word); }
-  void hwStaticWordDelAll() { hwStaticWord_.clear(); }
   DirectBaseTable* swTable() const { return swTable_; }
 
- protected:
-  // Declares hardware table `id` on the chip and records it with its descriptor.
-  void declareHwTable(HwTableId id, const std::string& hwTableName, TableState state, HwIndex lower,
-                      HwIndex upper, Fen::PtrConst<HwTableRegisterMapping> mapping);
-  // Reads row `index` of hardware table 0 (a corrupted row reads as the default configuration)
-  // into `words`, which holds 8 words; words the row lacks read as 0.
-  void readHwWords(HwIndex index, U32* words);
-
  private:
-  HwTableDescriptor& descriptor0() const;
-
   DirectBaseTable* swTable_;
-  U8 hwEntryWords_;
-  std::map<U8, U32> hwStaticWord_;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -144,14 +127,7 @@ class DirectEntry : public DirectBaseEntry {
   Result result;
 
   const char* fwkType() const override { return D::fenTypeName; }
-  std::string toStrep() const override {
-    std::string out = std::string("Value('") + D::fenTypeName + "', ** {'valid': ";
-    Fen::ValueTraits<bool>::print(out, valid);
-    bool first = false;
-    Fen::printFieldList(out, first, key);
-    Fen::printFieldList(out, first, result);
-    return out + "})";
-  }
+  std::string toStrep() const override { return itemStrep(D::fenTypeName, valid, key, result); }
 };
 
 // Text form of an entry handle, or "NULL" when absent.
@@ -161,83 +137,38 @@ std::string entryText(const Fen::Ptr<E>& e) {
 }
 
 template <class Entry>
-class DirectTable
-    : public DirectBaseTable,
-      public EntryAccessImpl<DirectTable<Entry>, typename Entry::Key, typename Entry::Result> {
+class DirectTable : public DirectBaseTable, public TableEntries<DirectTable<Entry>, Entry> {
  public:
   using Key = typename Entry::Key;
   using Result = typename Entry::Result;
   using DirectBaseTable::DirectBaseTable;
 
-  std::string decodeRowText(HwTableId id, HwIndex index) override {
-    if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
-    return profileConvertor()->decodeHwRow(id, index)->toStrep();
-  }
-
-  const Fen::KeyedCollection<Key, Result>& entry() const { return entry_; }
-  const Result* entry(const Key& k) const { return entry_.find(k); }
-  const Fen::KeyedCollection<Key, bool>& hwInconsistentEntry() const { return inconsistent_; }
-  bool hwInconsistentEntry(const Key& k) const { return inconsistent_.has(k); }
-
-  // Stores the result and programs its row; an equal value changes nothing.
-  void entryIs(const Key& k, const Result& r) {
-    if (!entry_.set(k, r)) return;
-    program(k, &r);
-    entry_.notify(k);
-  }
-  // Removes the key and programs its null row; an absent key changes nothing.
-  void entryDel(const Key& k) {
-    if (!entry_.del(k)) return;
-    program(k, nullptr);
-    entry_.notify(k);
-  }
-  // Each key is copied out of its node before the node is erased: entryDel still uses it.
-  void entryDelAll() {
-    while (entry_.size() != 0) entryDel(Key(entry_.begin()->first));
-  }
-  void entryObserverIs(typename Fen::KeyedCollection<Key, Result>::Observer o) {
-    entry_.observerIs(std::move(o));
-  }
-  void hwInconsistentEntryIs(const Key& k, bool v) {
-    if (inconsistent_.set(k, v)) inconsistent_.notify(k);
-  }
-  void hwInconsistentEntryDel(const Key& k) {
-    if (inconsistent_.del(k)) inconsistent_.notify(k);
-  }
-  void hwInconsistentEntryDelAll() {
-    while (inconsistent_.size() != 0) hwInconsistentEntryDel(Key(inconsistent_.begin()->first));
-  }
-
-  // Programs the key's row: the stored result, or the null row when the key is absent.
-  void handleEntry(const Key& k) { program(k, entry_.find(k)); }
-
   bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    return entry_.has(cast(item).key);
+    return this->itemKeyHas(cast(item));
   }
   void entryIsByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
-    entryIs(cast(item).key, cast(item).result);
+    this->entryIs(cast(item).key, cast(item).result);
   }
   bool entryEqualByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    const Result* r = entry_.find(cast(item).key);
-    return r && *r == cast(item).result;
+    return this->itemEqual(cast(item));
   }
   void updateDirectItem(const Fen::Ptr<DirectBaseEntry>& item) const override {
-    Entry& e = static_cast<Entry&>(*item);
-    const Result* r = entry_.find(e.key);
-    e.result = r ? *r : Result();
+    this->itemResultLoad(static_cast<Entry&>(*item));
   }
   bool hwInconsistentEntryFromDirectItem(
       const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    return inconsistent_.has(cast(item).key);
+    return this->hwInconsistentEntry(cast(item).key);
   }
   void hwInconsistentEntryDelFromDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
-    hwInconsistentEntryDel(cast(item).key);
+    this->hwInconsistentEntryDel(cast(item).key);
   }
 
  private:
+  friend class TableEntries<DirectTable<Entry>, Entry>;
+
   // Programs the row of `k` holding `r`, or its null row when r is nullptr. Reuses one item
   // across calls, so programming allocates nothing once the table is warm.
-  void program(const Key& k, const Result* r) {
+  void programEntry(const Key& k, const Result* r) {
     if (!profileConvertorPtr()) return;
     FEN_TRACE(
         moduleTrace(), 8,
@@ -253,8 +184,6 @@ class DirectTable
     return static_cast<const Entry&>(*item);
   }
 
-  Fen::KeyedCollection<Key, Result> entry_;
-  Fen::KeyedCollection<Key, bool> inconsistent_;
   Fen::Ptr<Entry> scratch_;
 };
 
@@ -297,7 +226,7 @@ class DirectConvertor : public DirectBaseConvertor {
     auto e = Fen::makePtr<Entry>();
     e->key = keyFromHwIndex(index);
     U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
-    readHwWords(index, words);
+    readHwWords(0, index, words);
     e->result = decodeResult(words);
     e->valid = !(e->result == Result());
     FEN_TRACE(trace, 7, "Decoded entry is " << e->toStrep());

@@ -14,7 +14,7 @@
 #include "Fen/Trace.h"
 #include "Keel/Cuckoo.h"
 #include "TarnSwitchApi/SwTable.h"
-#include "TarnSwitchTable/TarnTableAccess.h"
+#include "TarnSwitchTable/TarnTableEntries.h"
 #include "TarnSwitchTable/TarnTableHwRow.h"
 
 namespace TarnSwitchTable {
@@ -183,81 +183,40 @@ class HashEntry : public HashBaseCuckooEntry {
 };
 
 template <class Entry>
-class HashTable
-    : public HashBaseTable,
-      public EntryAccessImpl<HashTable<Entry>, typename Entry::Key, typename Entry::Result> {
+class HashTable : public HashBaseTable, public TableEntries<HashTable<Entry>, Entry> {
  public:
   using Key = typename Entry::Key;
   using Result = typename Entry::Result;
   using HashBaseTable::HashBaseTable;
 
-  const Fen::KeyedCollection<Key, Result>& entry() const { return entry_; }
-  const Result* entry(const Key& k) const { return entry_.find(k); }
-  const Fen::KeyedCollection<Key, bool>& hwInconsistentEntry() const { return inconsistent_; }
-  bool hwInconsistentEntry(const Key& k) const { return inconsistent_.has(k); }
-
-  // Stores the result and programs it; an equal value changes nothing. A key the hardware
-  // table cannot place stops the process: ask entryInsertable first.
-  void entryIs(const Key& k, const Result& r) {
-    if (!entry_.set(k, r)) return;
-    program(k, &r);
-    entry_.notify(k);
-  }
-  void entryDel(const Key& k) {
-    if (!entry_.del(k)) return;
-    program(k, nullptr);
-    entry_.notify(k);
-  }
-  // Each key is copied out of its node before the node is erased: entryDel still uses it.
-  void entryDelAll() {
-    while (entry_.size() != 0) entryDel(Key(entry_.begin()->first));
-  }
-  void entryObserverIs(typename Fen::KeyedCollection<Key, Result>::Observer o) {
-    entry_.observerIs(std::move(o));
-  }
-  void hwInconsistentEntryIs(const Key& k, bool v) {
-    if (inconsistent_.set(k, v)) inconsistent_.notify(k);
-  }
-  void hwInconsistentEntryDel(const Key& k) {
-    if (inconsistent_.del(k)) inconsistent_.notify(k);
-  }
-  // Whether `k` is placed or could be placed now, without changing anything.
+  // Whether `k` is placed or could be placed now, without changing anything. entryIs of a key
+  // the hardware table cannot place stops the process: ask this first.
   bool entryInsertable(const Key& k) const {
     if (items_.count(k) != 0) return true;
     if (!probe_) probe_ = Fen::makePtr<Entry>();
     probe_->key = k;
     return hashEntryInsertable(probe_);
   }
-  // Programs the key: its stored result, or its removal when absent.
-  void handleEntry(const Key& k) { program(k, entry_.find(k)); }
-
-  std::string decodeRowText(HwTableId id, HwIndex index) override {
-    if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
-    return profileConvertor()->decodeHwRow(id, index)->toStrep();
-  }
 
   bool entryHasByHashItem(const HashEntryConstPtr& item) const override {
-    return entry_.has(cast(item).key);
+    return this->itemKeyHas(cast(item));
   }
   void entryIsByHashItem(const HashEntryConstPtr& item) override {
     adopt(item);
-    entryIs(cast(item).key, cast(item).result);
+    this->entryIs(cast(item).key, cast(item).result);
   }
   bool entryEqualByHashItem(const HashEntryConstPtr& item) const override {
-    const Result* r = entry_.find(cast(item).key);
-    return r && *r == cast(item).result;
+    return this->itemEqual(cast(item));
   }
   void updateHashItem(const HashEntryPtr& item) const override {
-    Entry& e = static_cast<Entry&>(*item);
-    const Result* r = entry_.find(e.key);
-    e.result = r ? *r : Result();
+    this->itemResultLoad(static_cast<Entry&>(*item));
     adopt(item);
   }
   bool hwInconsistentEntryFromHashItem(const HashEntryConstPtr& item) const override {
-    return inconsistent_.has(cast(item).key);
+    return this->hwInconsistentEntry(cast(item).key);
   }
   void hwInconsistentEntryDelFromHashItem(const HashEntryConstPtr& item) override {
-    hwInconsistentEntryDel(cast(item).key);
+    this->hwInconsistentEntryDel(cast(item).key);
   }
   void hashItemDelFromHashItem(const HashEntryConstPtr& item) override {
     auto it = items_.find(cast(item).key);
@@ -267,11 +226,14 @@ class HashTable
   }
 
  private:
+  friend class TableEntries<HashTable<Entry>, Entry>;
+  static constexpr std::size_t maxSpareItems = 64;
+
   // Programs `k` holding `r`, or its removal when r is nullptr. Each placed key has one item,
   // shared with the cuckoo engine and updated in place, so a change of result rewrites the
   // key's location and a later move carries the current result. Items of deleted keys are
   // kept for reuse.
-  void program(const Key& k, const Result* r) {
+  void programEntry(const Key& k, const Result* r) {
     if (!profileConvertorPtr()) return;
     FEN_TRACE(
         moduleTrace(), 8,
@@ -304,10 +266,6 @@ class HashTable
     return static_cast<const Entry&>(*item);
   }
 
-  static constexpr std::size_t maxSpareItems = 64;
-
-  Fen::KeyedCollection<Key, Result> entry_;
-  Fen::KeyedCollection<Key, bool> inconsistent_;
   mutable std::map<Key, Fen::Ptr<Entry>> items_;
   std::vector<Fen::Ptr<Entry>> spare_;
   mutable Fen::Ptr<Entry> probe_;
