@@ -25,10 +25,7 @@ const Fen::TraceHandle& directBaseTrace() {
 
 void DirectBaseTable::doSetProfileConvertor(Fen::Ptr<HwTableDescriptorConfig> config,
                                             Fen::Ptr<HwTableCollection> chip) {
-  Fen::Ptr<DirectBaseConvertor> convertor = profileConvertorFactory();
-  convertor->configIs(std::move(config), std::move(chip));
-  profileConvertorPtrIs(convertor);
-  convertor->handleInitialized();
+  profileConvertorFactory()->connect(std::move(config), std::move(chip));
   doInitDirectTable();
 }
 

@@ -89,8 +89,6 @@ class DirectBaseConvertor : public HwRowConvertor {
   virtual Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) = 0;
   // The item that the words of row `index` (8 words, missing ones 0) decode to.
   virtual Fen::Ptr<DirectBaseEntry> decodeHwWords(HwIndex index, const U32* words) const = 0;
-  // Sets the static-word masks; run when the convertor is connected.
-  virtual void handleInitialized() {}
 
   // Writes the item's row to every hardware copy whose words differ.
   void hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& directEntry);

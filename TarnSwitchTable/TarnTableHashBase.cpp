@@ -28,10 +28,7 @@ const Fen::TraceHandle& hashBaseTrace() {
 
 void HashBaseTable::doSetProfileConvertor(Fen::Ptr<HwTableDescriptorConfig> config,
                                           Fen::Ptr<HwTableCollection> chip) {
-  Fen::Ptr<HashBaseConvertor> convertor = profileConvertorFactory();
-  convertor->configIs(std::move(config), std::move(chip));
-  profileConvertorPtrIs(convertor);
-  convertor->handleInitialized();
+  profileConvertorFactory()->connect(std::move(config), std::move(chip));
   doInitHashTable();
 }
 

@@ -117,8 +117,6 @@ class HashBaseConvertor : public HwRowConvertor {
   virtual HashEntryPtr decodeHwEntry(HwIndex index) = 0;
   // The item that the words of entry `index` (8 words, missing ones 0) decode to.
   virtual HashEntryPtr decodeHwWords(HwIndex index, const U32* words) const = 0;
-  // Sets the static-word masks; run when the convertor is connected.
-  virtual void handleInitialized() {}
 
   // Writes the item's encoding at `location` to every copy whose words differ.
   void hwTableEntryIs(const HashEntryConstPtr& item, const CuckooLocation& location);

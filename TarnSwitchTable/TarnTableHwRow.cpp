@@ -39,6 +39,13 @@ HwRowConvertor::HwRowConvertor(TarnSwitchApi::SwTable* owner, U8 hwEntryWords)
   if (hwEntryWords > 0) TarnSwitchApi::DataArrayIndex(hwEntryWords - 1u);
 }
 
+void HwRowConvertor::connect(Fen::Ptr<TarnSwitchApi::HwTableDescriptorConfig> config,
+                             Fen::Ptr<TarnSwitchApi::HwTableCollection> chip) {
+  configIs(std::move(config), std::move(chip));
+  owner_->profileConvertorPtrIs(Fen::Ptr<SwTableProfileConvertor>(this));
+  handleInitialized();
+}
+
 void HwRowConvertor::declareHwTable(HwTableId id, const std::string& hwTableName, TableState state,
                                     HwIndex lower, HwIndex upper,
                                     Fen::PtrConst<HwTableRegisterMapping> mapping) {

@@ -51,6 +51,13 @@ class HwRowConvertor : public SwTableProfileConvertor {
   // `hwEntryWords` above 8 raises the DataArrayIndex range exception.
   HwRowConvertor(TarnSwitchApi::SwTable* owner, U8 hwEntryWords);
 
+  // Hands the convertor the descriptor configuration and the chip, connects it to its table and
+  // lets it set its static-word masks.
+  void connect(Fen::Ptr<TarnSwitchApi::HwTableDescriptorConfig> config,
+               Fen::Ptr<TarnSwitchApi::HwTableCollection> chip);
+  // Sets the static-word masks; run when the convertor is connected.
+  virtual void handleInitialized() {}
+
   U8 hwEntryWords() const { return hwEntryWords_; }
   const std::map<U8, U32>& hwStaticWord() const { return hwStaticWord_; }
   void hwStaticWordIs(U8 word, U32 mask) { hwStaticWord_[word] = mask; }

@@ -28,29 +28,17 @@
 namespace TarnTest {
 
 template <class Traits>
-class DirectTableSuite : public ::testing::Test {
+class DirectTableSuite : public TableFixture<Traits> {
  protected:
-  using Key = typename Traits::Table::Key;
-  using Result = typename Traits::Table::Result;
-  using Model = std::map<Key, Result>;
-  using HwIndex = TarnSwitchApi::HwIndex;
-  static constexpr unsigned copies = Traits::copies;
+  using typename TableFixture<Traits>::Key;
+  using typename TableFixture<Traits>::Result;
+  using typename TableFixture<Traits>::Model;
+  using typename TableFixture<Traits>::HwIndex;
+  using TableFixture<Traits>::conv;
+  using TableFixture<Traits>::copy;
+  using TableFixture<Traits>::copies;
 
-  void SetUp() override { restart(StartMode::cold); }
-  // Replaces the table under test by a new one started on the same chip; the rows it wrote.
-  Fen::U64 restart(StartMode mode) {
-    started_ = startTable(Traits::makeTable(), chip_, mode);
-    return started_.writes;
-  }
-  typename Traits::Table& table() const { return *started_.table; }
-  TarnSwitchTable::DirectBaseConvertor& conv() const { return *table().profileConvertor(); }
-  TarnSwitchApi::HwTableConfig& copy(unsigned c) const { return *conv().hwTables().at(c); }
-  Fen::U64 writes() const { return chip_->writeCount(); }
-  Model software() const { return table().entry().map(); }
-  // Ring trace lines that start with `prefix` (a whole line counts itself).
-  std::size_t traced(const std::string& prefix) const { return started_.ring->count(prefix); }
   static Key key(unsigned i) { return Traits::sampleKeys().at(i); }
-  static Result result(unsigned n) { return Traits::result(n); }
 
   static Fen::Ptr<typename Traits::Entry> item(const Key& k, const Result& r) {
     auto e = Fen::makePtr<typename Traits::Entry>();
@@ -92,9 +80,6 @@ class DirectTableSuite : public ::testing::Test {
     }
     return ::testing::AssertionSuccess();
   }
-
-  ChipPtr chip_ = makeChip(Traits::profile());
-  Started<typename Traits::Table> started_;
 };
 
 TYPED_TEST_SUITE_P(DirectTableSuite);

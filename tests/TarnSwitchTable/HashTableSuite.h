@@ -27,29 +27,20 @@
 namespace TarnTest {
 
 template <class Traits>
-class HashTableSuite : public ::testing::Test {
+class HashTableSuite : public TableFixture<Traits> {
  protected:
-  using Key = typename Traits::Table::Key;
-  using Result = typename Traits::Table::Result;
+  using typename TableFixture<Traits>::Key;
+  using typename TableFixture<Traits>::Result;
+  using typename TableFixture<Traits>::Model;
+  using typename TableFixture<Traits>::HwIndex;
+  using TableFixture<Traits>::conv;
+  using TableFixture<Traits>::copy;
+  using TableFixture<Traits>::copies;
+  using TableFixture<Traits>::table;
   using Entry = typename Traits::Entry;
-  using Model = std::map<Key, Result>;
-  using HwIndex = TarnSwitchApi::HwIndex;
   using Location = TarnSwitchTable::CuckooLocation;
-  static constexpr unsigned copies = Traits::copies;
 
-  void SetUp() override { restart(StartMode::cold); }
-  Fen::U64 restart(StartMode mode) {
-    started_ = startTable(Traits::makeTable(), chip_, mode);
-    return started_.writes;
-  }
-  typename Traits::Table& table() const { return *started_.table; }
-  TarnSwitchTable::HashBaseConvertor& conv() const { return *table().profileConvertor(); }
-  TarnSwitchApi::HwTableConfig& copy(unsigned c) const { return *conv().hwTables().at(c); }
-  Fen::U64 writes() const { return chip_->writeCount(); }
-  Model software() const { return table().entry().map(); }
-  std::size_t traced(const std::string& prefix) const { return started_.ring->count(prefix); }
   static Key key(unsigned n) { return Traits::key(n); }
-  static Result result(unsigned n) { return Traits::result(n); }
   HwIndex upper() const { return conv().descriptor(0)->upper(); }
 
   static Fen::Ptr<Entry> item(const Key& k, const Result& r, bool valid = true) {
@@ -110,9 +101,6 @@ class HashTableSuite : public ::testing::Test {
     if (decoded != model) return ::testing::AssertionFailure() << "hardware holds other entries";
     return ::testing::AssertionSuccess();
   }
-
-  ChipPtr chip_ = makeChip(Traits::profile());
-  Started<typename Traits::Table> started_;
 };
 
 TYPED_TEST_SUITE_P(HashTableSuite);

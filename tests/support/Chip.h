@@ -2,6 +2,9 @@
 // Test helpers on the simulated chip: a chip of a built-in profile, a table started on it with a
 // ring trace of its own, the words a row holds, the message of an expected exception, and keys
 // and results printed in their text form when an expectation on them fails.
+#include <gtest/gtest.h>
+
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -36,6 +39,36 @@ Started<Table> startTable(Fen::Ptr<Table> table, const ChipPtr& chip, StartMode 
   s.writes = chip->writeCount() - before;
   return s;
 }
+
+// Fixture of the engines' behavioural suites: a table of Traits::Table started on a chip of
+// Traits::profile(), restarted on the same chip at will.
+template <class Traits>
+class TableFixture : public ::testing::Test {
+ protected:
+  using Key = typename Traits::Table::Key;
+  using Result = typename Traits::Table::Result;
+  using Model = std::map<Key, Result>;
+  using HwIndex = TarnSwitchApi::HwIndex;
+  static constexpr unsigned copies = Traits::copies;
+
+  void SetUp() override { restart(StartMode::cold); }
+  // Replaces the table under test by a new one started on the same chip; the rows it wrote.
+  Fen::U64 restart(StartMode mode) {
+    started_ = startTable(Traits::makeTable(), chip_, mode);
+    return started_.writes;
+  }
+  typename Traits::Table& table() const { return *started_.table; }
+  auto& conv() const { return *table().profileConvertor(); }
+  TarnSwitchApi::HwTableConfig& copy(unsigned c) const { return *conv().hwTables().at(c); }
+  Fen::U64 writes() const { return chip_->writeCount(); }
+  Model software() const { return table().entry().map(); }
+  // Ring trace lines that start with `prefix` (a whole line counts itself).
+  std::size_t traced(const std::string& prefix) const { return started_.ring->count(prefix); }
+  static Result result(unsigned n) { return Traits::result(n); }
+
+  ChipPtr chip_ = makeChip(Traits::profile());
+  Started<typename Traits::Table> started_;
+};
 
 // The first `count` words the chip stores at `index` (missing words read 0, corruption marks
 // ignored); empty when the row is absent.
