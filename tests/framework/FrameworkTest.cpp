@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -165,6 +166,16 @@ struct Outer : Fen::Value<Outer> {
   }
 };
 
+struct Listing : Fen::Value<Listing> {
+  std::array<U16, 3> hops{};
+  std::array<Inner, 2> inners{};
+  static constexpr const char* fenTypeName = "Test::Listing";
+  static constexpr auto fenFields() {
+    return std::make_tuple(Fen::field("hops", &Listing::hops),
+                           Fen::field("inners", &Listing::inners));
+  }
+};
+
 const Outer sample{{}, Inner{{}, 1, 300}, true, "x y", 5, ~U64(0)};
 const std::string sampleText =
     "Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'a': 1, 'b': 300}), "
@@ -251,8 +262,48 @@ TEST(ValueTest, OrderAndHashFollowTheFieldsInDeclarationOrder) {
   EXPECT_EQ(inner(3, 0x102).hash(99), Fen::hashMix(Fen::hashMix(99, 3, 1), 0x102, 2));
 }
 
+TEST(ArrayTextTest, BracketedElementsRoundTripAndWrongCountsOrElementsAreRefused) {
+  const Listing v{{}, {1, 2, 65535}, {Inner{{}, 1, 300}, Inner{{}, 255, 0}}};
+  EXPECT_EQ(v.toStrep(),
+            "Value('Test::Listing', ** {'hops': [1, 2, 65535], 'inners': [Value('Test::Inner', ** "
+            "{'a': 1, 'b': 300}), Value('Test::Inner', ** {'a': 255, 'b': 0})]})");
+  const unsigned seed = 20240612;
+  std::mt19937_64 rng(seed);
+  for (int i = 0; i < 200; ++i) {
+    const Listing r{{}, {U16(rng()), U16(rng()), U16(rng())}, {Inner{{}, U8(rng()), U16(rng())}}};
+    ASSERT_EQ(Listing::fromText(r.toStrep()), r) << "seed " << seed << " text " << r.toStrep();
+  }
+  using Hops = std::array<U16, 3>;
+  using Inners = std::array<Inner, 2>;
+  using Levels = std::array<Fen::TraceLevel, 2>;
+  EXPECT_STREQ(Fen::ValueTraits<Hops>::typeName(), "U16[3]");
+  EXPECT_STREQ(Fen::ValueTraits<Inners>::typeName(), "Test::Inner[2]");
+  const std::vector<std::pair<std::string, std::string>> bad = {
+      {"[1, 2]", "U16[3] takes 3 elements, got 2"},
+      {"[]", "U16[3] takes 3 elements, got 0"},
+      {"[1, 2, 3, 4]", "U16[3] takes 3 elements, got more than 3"},
+      {"[1 2, 3]", "\"a comma or a closing bracket\", instead got  2, 3]"},
+      {"[1, 2, 3", "\"a comma or a closing bracket\", instead got "},
+      {"1, 2, 3", "\"[\", instead got 1, 2, 3"},
+  };
+  for (const auto& [text, message] : bad) {
+    EXPECT_THAT([&] { Fen::parseText<Hops>(text); },
+                ThrowsMessage<Fen::TextFormException>(message));
+  }
+  EXPECT_THAT([&] { Fen::parseText<Hops>("[1, 65536, 2]"); },
+              ThrowsMessage<Fen::RangeException>("U16::value > 65535 not allowed"));
+  EXPECT_THAT([&] { Fen::parseText<Levels>("[9, 10]"); },
+              ThrowsMessage<Fen::RangeException>("Fen::TraceLevel::value > 9 not allowed"));
+  // Order, equality and hash take the elements in index order.
+  EXPECT_TRUE((Listing{{}, {1, 2, 9}, {}}) < (Listing{{}, {1, 3, 0}, {}}));
+  EXPECT_NE((Listing{{}, {1, 2, 3}, {}}), (Listing{{}, {1, 2, 4}, {}}));
+  EXPECT_EQ(Fen::ValueTraits<Hops>::hash(7, {1, 2, 3}),
+            Fen::hashMix(Fen::hashMix(Fen::hashMix(7, 1, 2), 2, 2), 3, 2));
+}
+
 const Fen::ModuleRegistrar registrar(Fen::ModuleInfo{
-    "FrameworkTestModule", {Fen::valueClassInfo<Outer>(), Fen::valueClassInfo<Inner>()}});
+    "FrameworkTestModule",
+    {Fen::valueClassInfo<Outer>(), Fen::valueClassInfo<Inner>(), Fen::valueClassInfo<Listing>()}});
 
 TEST(RegistryTest, FindsClassesAndReadsAttributesAsText) {
   const auto& reg = Fen::Registry::instance();
@@ -290,6 +341,45 @@ TEST(RegistryTest, NestedValueAttributesReachTheirFieldsInsideTheOuterObject) {
   EXPECT_EQ(v.inner, (Inner{{}, 1, 0x1234}));
   EXPECT_EQ(inner->child("a")->print(place), "1");
   EXPECT_THROW(inner->child("a")->parse(place, "256"), Fen::RangeException);
+}
+
+TEST(RegistryTest, ArrayElementsAreChildrenByIndexSetInPlace) {
+  const Fen::ClassInfo* c = Fen::Registry::instance().classInfo("Test::Listing");
+  ASSERT_NE(c, nullptr);
+  auto names = [](const Fen::AttributeInfo& a) {
+    std::vector<std::string> out;
+    for (const auto& e : a.children) out.push_back(e.name + ":" + e.typeName);
+    return out;
+  };
+  const Fen::AttributeInfo& hops = *c->attribute("hops");
+  const Fen::AttributeInfo& inners = *c->attribute("inners");
+  EXPECT_EQ(hops.typeName, "U16[3]");
+  EXPECT_EQ(names(hops), (Strings{"[0]:U16", "[1]:U16", "[2]:U16"}));
+  EXPECT_EQ(names(inners), (Strings{"[0]:Test::Inner", "[1]:Test::Inner"}));
+  EXPECT_EQ(names(*inners.child("[1]")), (Strings{"a:U8", "b:U16"}));
+  EXPECT_TRUE(hops.child("[0]")->children.empty());
+  EXPECT_FALSE(hops.child("[0]")->nested);
+
+  Listing v;
+  void* list = hops.nested(&v);
+  EXPECT_EQ(list, static_cast<void*>(&v.hops));
+  hops.child("[1]")->parse(list, "7");
+  void* second = inners.child("[1]")->nested(inners.nested(&v));
+  EXPECT_EQ(second, static_cast<void*>(&v.inners[1]));
+  inners.child("[1]")->child("b")->parse(second, "0x1234");
+  EXPECT_EQ(v.hops, (std::array<U16, 3>{0, 7, 0}));
+  EXPECT_EQ(v.inners[1], (Inner{{}, 0, 0x1234}));
+  EXPECT_EQ(hops.child("[1]")->print(list), "7");
+  EXPECT_EQ(inners.print(&v),
+            "[Value('Test::Inner', ** {'a': 0, 'b': 0}), Value('Test::Inner', ** {'a': 0, 'b': "
+            "4660})]");
+  hops.parse(&v, "[4, 5, 6]");  // the whole array stays settable as one text
+  EXPECT_EQ(v.hops, (std::array<U16, 3>{4, 5, 6}));
+  EXPECT_THAT([&] { hops.child("[2]")->parse(list, "65536"); },
+              ThrowsMessage<Fen::RangeException>("U16::value > 65535 not allowed"));
+  EXPECT_THAT([&] { hops.parse(&v, "[1, 2]"); },
+              ThrowsMessage<Fen::TextFormException>("U16[3] takes 3 elements, got 2"));
+  EXPECT_EQ(v.hops, (std::array<U16, 3>{4, 5, 6}));  // a refused text changes nothing
 }
 
 TEST(RegistryDeathTest, SameModuleTwiceIsFatal) {

@@ -58,15 +58,18 @@ Json profileJson(const TarnSwitch::ChipProfile& p) {
               {"hwApi", Fen::printText(p.hwApi)}};
 }
 
+Json attributeJson(const Fen::AttributeInfo& a, const void* object) {
+  if (a.children.empty()) return scalarJson(a.print(object));
+  const void* place = a.nested(const_cast<void*>(object));
+  if (a.children.front().name.compare(0, 1, "[") != 0) return valueJson(a.children, place);
+  Json elements = Json::array();
+  for (const auto& e : a.children) elements.push_back(attributeJson(e, place));
+  return elements;
+}
+
 Json valueJson(const std::vector<Fen::AttributeInfo>& attrs, const void* object) {
   Json out = Json::object();
-  for (const auto& a : attrs) {
-    if (a.children.empty()) {
-      out[a.name] = scalarJson(a.print(object));
-    } else {
-      out[a.name] = valueJson(a.children, a.nested(const_cast<void*>(object)));
-    }
-  }
+  for (const auto& a : attrs) out[a.name] = attributeJson(a, object);
   return out;
 }
 

@@ -11,8 +11,11 @@ using Json = nlohmann::ordered_json;
 
 Json profileJson(const TarnSwitch::ChipProfile& p);
 // The value of one registered value object: fields by name, numbers and booleans as JSON ones,
-// other values as the text the script accepts, nested values as objects.
+// other values as the text the script accepts, nested values as objects, fixed arrays as JSON
+// arrays of their elements (scalars or objects).
 Json valueJson(const std::vector<Fen::AttributeInfo>& attrs, const void* object);
+// One attribute of `object` in the same form.
+Json attributeJson(const Fen::AttributeInfo& a, const void* object);
 Json dumpJson(Session& session);
 
 }  // namespace Tarnctl

@@ -34,6 +34,11 @@ std::string shortTableName(const std::string& className) {
   return n;
 }
 
+std::string joinPath(const std::string& parent, const std::string& name) {
+  if (parent.empty()) return name;
+  return parent + (name.compare(0, 1, "[") == 0 ? "" : ".") + name;
+}
+
 ToolTable::ToolTable(const Fen::ClassInfo& tableClass)
     : class_(&tableClass),
       keyClass_(&registeredClass(tableClass.keyClass, tableClass.name)),
@@ -50,8 +55,9 @@ void ToolTable::addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std
     int index = int(paths_.size());
     auto sub = chain;
     sub.push_back(&a);
-    paths_.push_back(FieldPath{prefix + a.name, sub, key, a.children.empty(), parent});
-    if (!a.children.empty()) addPaths(a.children, prefix + a.name + ".", sub, key, index);
+    const std::string path = joinPath(prefix, a.name);
+    paths_.push_back(FieldPath{path, sub, key, a.children.empty(), parent});
+    if (!a.children.empty()) addPaths(a.children, path, sub, key, index);
   }
 }
 

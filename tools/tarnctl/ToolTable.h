@@ -1,6 +1,7 @@
 #pragma once
 // One table of a run, reached through the registry: its class, its software table on the chip,
-// and the fields of its key and result by name ("outer.inner" for fields of nested values).
+// and the fields of its key and result by name ("outer.inner" for fields of nested values,
+// "list[1]" and "list[1].inner" for elements of fixed arrays).
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,7 @@
 
 namespace Tarnctl {
 
-// A field the script may set: its dotted path and the attributes leading to it.
+// A field the script may set: its path and the attributes leading to it.
 struct FieldPath {
   std::string path;
   std::vector<const Fen::AttributeInfo*> chain;
@@ -19,6 +20,10 @@ struct FieldPath {
   bool leaf = false;
   int parent = -1;  // index of the enclosing path, -1 at the top
 };
+
+// The path of field `name` inside the field at `parent`: "outer.inner", and "list[1]" for array
+// elements; `name` alone at the top.
+std::string joinPath(const std::string& parent, const std::string& name);
 
 // "TarnSwitchTable::ArpTable" -> "arp": the class name without namespace and "Table", lower case.
 std::string shortTableName(const std::string& className);
@@ -51,6 +56,7 @@ class ToolTable {
   TarnSwitchApi::HwTableConfig& hwCopy(TarnSwitchApi::HwTableId id) const;
 
  private:
+  // Adds a path per attribute (and its children), each joined to the enclosing path `prefix`.
   void addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std::string& prefix,
                 std::vector<const Fen::AttributeInfo*> chain, bool key, int parent);
   // Parses "name=value" tokens of the key (or of the result) into the scratch objects.

@@ -39,7 +39,8 @@ struct CodecArgs {
 
 void traceIs(const std::string& option) {
   auto eq = option.find('=');
-  if (eq == std::string::npos) throw ToolError("--trace expects MODULE=LEVEL, got '" + option + "'");
+  if (eq == std::string::npos)
+    throw ToolError("--trace expects MODULE=LEVEL, got '" + option + "'");
   try {
     Fen::traceLevelIs(option.substr(0, eq),
                       Fen::TraceLevel(Fen::parseText<Fen::U64>(option.substr(eq + 1))));

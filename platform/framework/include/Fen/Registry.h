@@ -1,11 +1,14 @@
 #pragma once
 // Module registry: each module registers its classes from a static initialiser when the library
 // is loaded; tools look classes up by name and read or write their attributes as text.
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "Fen/Ptr.h"
@@ -14,8 +17,9 @@
 namespace Fen {
 
 // One attribute of a value class, printed and parsed through its text form. An attribute whose
-// type is itself a value also lists that value's attributes, reached through `nested`, so tools
-// can address "outer.inner" field by field.
+// type is itself a value also lists that value's attributes, and a fixed array lists its elements
+// as children "[0]".."[N-1]"; both are reached through `nested`, so tools can address
+// "outer.inner" and "list[1]" (and "list[1].inner") field by field.
 struct AttributeInfo {
   std::string name;
   std::string typeName;
@@ -66,8 +70,45 @@ struct ModuleRegistrar {
 
 template <class V>
 std::vector<AttributeInfo> valueAttributes();
+template <class A>
+AttributeInfo elementAttribute(std::size_t i);
 
-// The attribute of field `f` of value type V (with its children when the field is a value).
+template <class T>
+struct IsStdArray : std::false_type {};
+template <class T, std::size_t N>
+struct IsStdArray<std::array<T, N>> : std::true_type {};
+
+// Gives attribute `a` of type T its children when T is a value (its fields) or a fixed array
+// (elements "[0]".."[N-1]"); `place` finds the T inside the object holding the attribute.
+template <class T, class Place>
+void describeChildren(AttributeInfo& a, Place place) {
+  if constexpr (IsValue<T>::value) {
+    a.children = valueAttributes<T>();
+  } else if constexpr (IsStdArray<T>::value) {
+    for (std::size_t i = 0; i < std::tuple_size<T>::value; ++i) {
+      a.children.push_back(elementAttribute<T>(i));
+    }
+  }
+  if (!a.children.empty()) a.nested = place;
+}
+
+// Element `i` of fixed array type A, addressed inside the array itself.
+template <class A>
+AttributeInfo elementAttribute(std::size_t i) {
+  using T = typename A::value_type;
+  AttributeInfo a{
+      "[" + std::to_string(i) + "]",
+      ValueTraits<T>::typeName(),
+      [i](const void* o) { return printText((*static_cast<const A*>(o))[i]); },
+      [i](void* o, std::string_view text) { (*static_cast<A*>(o))[i] = parseText<T>(text); },
+      {},
+      nullptr};
+  describeChildren<T>(a, [i](void* o) -> void* { return &(*static_cast<A*>(o))[i]; });
+  return a;
+}
+
+// The attribute of field `f` of value type V (with its children when the field is a value or a
+// fixed array).
 template <class V, class F>
 AttributeInfo fieldAttribute(const F& f) {
   using T = typename F::Type;
@@ -78,10 +119,7 @@ AttributeInfo fieldAttribute(const F& f) {
       [f](void* o, std::string_view text) { static_cast<V*>(o)->*(f.member) = parseText<T>(text); },
       {},
       nullptr};
-  if constexpr (IsValue<T>::value) {
-    a.children = valueAttributes<T>();
-    a.nested = [f](void* o) -> void* { return &(static_cast<V*>(o)->*(f.member)); };
-  }
+  describeChildren<T>(a, [f](void* o) -> void* { return &(static_cast<V*>(o)->*(f.member)); });
   return a;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 // Value text form: readers and writers of the printable form of every value type, e.g.
 // "Value('TarnSwitchTable::ArpKey', ** {'egressPort': 3, 'rewriteIndex': 5})".
+#include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -79,6 +81,47 @@ struct ValueTraits<std::string> {
   static void print(std::string& out, const std::string& v);
   static std::string parse(TextReader& in);
   static U32 hash(U32 seed, const std::string& v);
+};
+
+// A fixed array prints as its elements in their own text form inside brackets, "[1, 2, 3]", and
+// parses only with exactly N elements.
+template <class T, std::size_t N>
+struct ValueTraits<std::array<T, N>> {
+  static const char* typeName() {
+    static const std::string name =
+        std::string(ValueTraits<T>::typeName()) + "[" + std::to_string(N) + "]";
+    return name.c_str();
+  }
+  static void print(std::string& out, const std::array<T, N>& v) {
+    out += '[';
+    for (std::size_t i = 0; i < N; ++i) {
+      if (i > 0) out += ", ";
+      ValueTraits<T>::print(out, v[i]);
+    }
+    out += ']';
+  }
+  static std::array<T, N> parse(TextReader& in) {
+    std::array<T, N> v{};
+    std::size_t count = 0;
+    in.expect("[");
+    while (!in.consume("]")) {
+      if (count > 0 && !in.consume(", ")) in.fail("a comma or a closing bracket");
+      if (count == N) countError("more than " + std::to_string(N));
+      v[count++] = ValueTraits<T>::parse(in);
+    }
+    if (count != N) countError(std::to_string(count));
+    return v;
+  }
+  static U32 hash(U32 seed, const std::array<T, N>& v) {
+    for (const T& e : v) seed = ValueTraits<T>::hash(seed, e);
+    return seed;
+  }
+
+ private:
+  [[noreturn]] static void countError(const std::string& got) {
+    throw TextFormException(std::string(typeName()) + " takes " + std::to_string(N) +
+                            " elements, got " + got);
+  }
 };
 
 // Whole-text helpers: the value must span the entire text.

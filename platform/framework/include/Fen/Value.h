@@ -1,6 +1,7 @@
 #pragma once
 // Value types declared once by their fields: text form (print and parse), equality, ordering
-// and hash all follow from the field list, in declaration order.
+// and hash all follow from the field list, in declaration order. A field may be an integer, bool,
+// string, ranged type, another value, or a std::array of any of these ("[1, 2, 3]").
 //
 //   struct Key : Fen::Value<Key> {
 //     U16 a; U8 b;
