@@ -5,7 +5,6 @@
 #include <functional>
 
 #include "DirectTableSuite.h"
-#include "Fen/Registry.h"
 #include "TarnSwitchTable/TarnTableArp.h"
 
 namespace TarnTest {
@@ -16,8 +15,6 @@ using namespace TarnSwitchTable;
 const std::string portMessage =
     "TarnSwitch::ChipPortId::value < TarnSwitch::ChipPortId::min or > "
     "TarnSwitch::ChipPortId::null not allowed";
-const std::string rewriteMessage = "TarnSwitchTable::ArpKey::rewriteIndex::value > 63 not allowed";
-const std::string vlanMessage = "Bridging::VlanIdOrNone::value > 4094 not allowed";
 
 ArpResult mac(U64 address, unsigned vlan) {
   return ArpResult(Lanx::EthAddr::fromU64(address), vlan);
@@ -59,9 +56,9 @@ struct ArpOnChip {
   Started<ArpTable> started;
 };
 
-// Worked rows on both profiles: every row written once at start, none past the last port; key
-// -> row -> processor registers; the exact words of an entry (row address in bits 13..4 with bit
-// 14 set, even parity of words 0 and 2 in bit 3 of words 1 and 3) and of its deleted row.
+// Worked rows on both profiles: the last row and no register past it; key -> row -> processor
+// registers; the exact words of an entry (row address in bits 13..4 with bit 14 set, even parity
+// of words 0 and 2 in bit 3 of words 1 and 3) and of its deleted row.
 TEST(ArpTable, KeysRowsRegistersAndExactWords) {
   struct Case {
     const char* profile;
@@ -82,7 +79,6 @@ TEST(ArpTable, KeysRowsRegistersAndExactWords) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.profile) + " row " + std::to_string(c.index));
     ArpOnChip arp(c.profile);
-    EXPECT_EQ(arp.started.writes, rows.at(c.profile));
     EXPECT_EQ(arp.conv().descriptor(0)->upper(), rows.at(c.profile) - 1);
     EXPECT_EQ(arp.hw().registerName(rows.at(c.profile), 0), "") << "no processor past the end";
     const ArpKey key(c.port, c.rewrite);
@@ -116,7 +112,7 @@ TEST(ArpTable, OutOfRangeValuesRaiseTheirTypesMessages) {
       {[&] { conv.keyFromHwIndex(50 * 64); }, portMessage},
       {[&] { conv.nullDirectEntry(50 * 64); }, portMessage},
       {[&] { conv.decodeHwEntry(50 * 64); }, portMessage},
-      {[] { ArpKey(0, 64); }, rewriteMessage},
+      {[] { ArpKey(0, 64); }, "TarnSwitchTable::ArpKey::rewriteIndex::value > 63 not allowed"},
   };
   for (const auto& [f, message] : cases) EXPECT_EQ(thrownMessage<Fen::RangeException>(f), message);
   // The VLAN field read back is 16 bits wide: 4094 decodes, anything above raises.
@@ -126,48 +122,18 @@ TEST(ArpTable, OutOfRangeValuesRaiseTheirTypesMessages) {
     row.dataArrayIs(words, 4);
     arp.hw().entryIs(row);
     EXPECT_EQ(thrownMessage<Fen::RangeException>([&] { conv.decodeHwEntry(2); }),
-              vlan == 0xFFE ? "<no exception raised>" : vlanMessage)
+              vlan == 0xFFE ? "<no exception raised>"
+                            : "Bridging::VlanIdOrNone::value > 4094 not allowed")
         << vlan;
   }
 }
 
-TEST(ArpValues, TextFormsAndParsingBack) {
-  const ArpKey key(3, 5);
+// Key and result text forms parse back (their exact text is pinned where the tool prints it).
+TEST(ArpValues, TextFormsParseBackAndAnAbsentEntryIsNull) {
   const ArpResult result = mac(0x001122334455, 10);
-  const std::string keyText =
-      "Value('TarnSwitchTable::ArpKey', ** {'egressPort': 3, 'rewriteIndex': 5})";
-  const std::string resultText =
-      "Value('TarnSwitchTable::ArpResult', ** {'ethAddr': 00:11:22:33:44:55, 'vlanId': 10})";
-  EXPECT_EQ(key.toStrep(), keyText);
-  EXPECT_EQ(result.resultString(), resultText);
-  EXPECT_EQ(ArpKey::fromText(keyText), key);
-  EXPECT_EQ(ArpResult::fromText(resultText), result);
-
-  auto entry = arpEntryFactory(key);
-  entry->valid = true;
-  entry->result = result;
-  EXPECT_EQ(entryText(entry),
-            "Value('TarnSwitchTable::ArpEntry', ** {'valid': true, 'egressPort': 3, "
-            "'rewriteIndex': 5, 'ethAddr': 00:11:22:33:44:55, 'vlanId': 10})");
+  EXPECT_EQ(ArpKey::fromText(ArpKey(3, 5).toStrep()), ArpKey(3, 5));
+  EXPECT_EQ(ArpResult::fromText(result.resultString()), result);
   EXPECT_EQ(entryText(Fen::Ptr<ArpEntry>()), "NULL");
-}
-
-TEST(ArpModule, IsRegisteredWithAWorkingFactoryAndNamedAttributes) {
-  const Fen::Registry& registry = Fen::Registry::instance();
-  ASSERT_NE(registry.module("TarnTableArp"), nullptr);
-  const Fen::ClassInfo* tableClass = registry.classInfo("TarnSwitchTable::ArpTable");
-  ASSERT_TRUE(tableClass && tableClass->factory);
-  auto table = Fen::ptrDynamicCast<ArpTable>(tableClass->factory("viaRegistry"));
-  ASSERT_TRUE(table);
-  EXPECT_EQ(table->name(), "viaRegistry");
-
-  const Fen::ClassInfo* keyClass = registry.classInfo(tableClass->keyClass);
-  const Fen::ClassInfo* resultClass = registry.classInfo(tableClass->resultClass);
-  ASSERT_TRUE(keyClass && resultClass);
-  std::string names;
-  for (const Fen::ClassInfo* c : {keyClass, resultClass})
-    for (const auto& a : c->attributes) names += a.name + " ";
-  EXPECT_EQ(names, "egressPort rewriteIndex ethAddr vlanId ");
 }
 
 // A convertor with a chosen word count, to check the bound the engine puts on it.
