@@ -5,11 +5,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Bridging/VlanId.h"
@@ -27,6 +31,14 @@ inline void checkBelowLimit(int x) {
 }
 constexpr int assertLine = __LINE__ - 2;
 }  // namespace FrameworkAssertProbe
+
+// Test keys {id, hash} hash to their own second half: with a handful of hashes every key crowds
+// into a few probe runs, which grow past the end of the slot array and wrap, and deletions shift
+// keys back.
+template <>
+struct Fen::KeyHash<std::pair<Fen::U32, Fen::U32>> {
+  Fen::U32 operator()(const std::pair<Fen::U32, Fen::U32>& k) const { return k.second; }
+};
 
 namespace {
 
@@ -65,22 +77,91 @@ TEST(PtrTest, LastHandleDestroysTheObjectOnce) {
   EXPECT_EQ(destroyed, 1);
 }
 
-TEST(KeyedCollectionTest, SetAndDelReportChangesAndObserversHearNotify) {
-  Fen::KeyedCollection<int, std::string> coll;
+// Random set/del/clear operations on a collection and on a std::map, compared after every step
+// (every key's find, both iterations and the key-ordered views every 25 steps). key(i) makes
+// key i.
+template <class K, class MakeKey>
+void expectMatchesMapModel(unsigned seed, MakeKey key) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 rng(seed);
+  Fen::KeyedCollection<K, U32> coll;
+  std::map<K, U32> model;
+  for (int step = 0; step < 1500; ++step) {
+    const K k = key(rng() % 300);
+    const U32 v = rng() % 4, op = rng() % 100;
+    if (op < 55) {
+      ASSERT_EQ(coll.set(k, v), !model.count(k) || model[k] != v) << step;
+      model[k] = v;
+    } else if (op < 99) {
+      ASSERT_EQ(coll.del(k), model.erase(k) == 1) << step;
+    } else {
+      coll.clear();
+      model.clear();
+    }
+    ASSERT_EQ(coll.size(), model.size()) << step;
+    if (step % 25 != 0) continue;
+    for (U32 i = 0; i < 300; ++i) {
+      const U32* found = coll.find(key(i));
+      ASSERT_EQ(found ? *found : 99, model.count(key(i)) ? model.at(key(i)) : 99)
+          << step << " " << i;
+    }
+    std::map<K, U32> stored;
+    coll.forEach([&](const K& k, const U32& v) { stored.emplace(k, v); });
+    ASSERT_EQ(stored, model) << step;
+    ASSERT_EQ(coll.map(), model) << step;
+    const std::vector<K> keys = coll.keys();
+    ASSERT_TRUE(std::equal(keys.begin(), keys.end(), model.begin(), model.end(),
+                           [](const K& k, const auto& entry) { return k == entry.first; }));
+  }
+}
+
+TEST(KeyedCollectionTest, RandomOperationsMatchAMapModel) {
+  for (unsigned seed = 1; seed <= 10; ++seed) {
+    std::mt19937 pick(seed);
+    const U32 hashes[2] = {U32(pick()), U32(pick())};
+    expectMatchesMapModel<std::pair<U32, U32>>(seed,
+                                               [&](U32 i) { return std::pair(i, hashes[i % 2]); });
+  }
+  expectMatchesMapModel<U32>(11, [](U32 i) { return i; });  // the default hash
+}
+
+TEST(KeyedCollectionTest, ChangesReachObserversOnlyThroughNotifyAndReserveAvoidsGrowth) {
+  Fen::KeyedCollection<U32, std::string> coll;
   Strings heard;
-  coll.observerIs([&](const int& k) { heard.push_back("a" + std::to_string(k)); });
-  coll.observerIs([&](const int& k) { heard.push_back("b" + std::to_string(k)); });
+  coll.observerIs([&](const U32& k) { heard.push_back("a" + std::to_string(k)); });
+  coll.observerIs([&](const U32& k) { heard.push_back("b" + std::to_string(k)); });
   EXPECT_TRUE(coll.set(2, "x") && !coll.set(2, "x") && coll.set(2, "y") && coll.set(1, "z"));
   EXPECT_EQ(*coll.find(2), "y");
-  EXPECT_EQ(coll.begin()->first, 1);  // key order
-  EXPECT_TRUE(heard.empty());         // the owner decides when to notify
+  EXPECT_TRUE(heard.empty());  // the owner decides when to notify
   coll.notify(2);
   EXPECT_EQ(heard, (Strings{"a2", "b2"}));
-  EXPECT_TRUE(coll.del(2) && !coll.del(2));
+  EXPECT_TRUE(coll.del(2) && !coll.del(2) && !coll.has(2) && coll.has(1));
+  for (U32 k = 2; k < 100; ++k) coll.set(k, *coll.find(k - 1));  // read in place, across growth
+  EXPECT_EQ(*coll.find(99), "z");
+  coll.reserve(1000);
+  const std::size_t bytes = coll.memoryBytes();
+  for (U32 k = 0; k < 1000; ++k) coll.set(k, "v");
+  EXPECT_EQ(coll.memoryBytes(), bytes);
 }
 
 Fen::TraceHandle traceA("FrameworkTest.A"), traceA2("FrameworkTest.A"), traceB("FrameworkTest.B");
 
+// A ring payload that counts its printings in a counter of the test.
+struct Hop {
+  U32 port;
+  int* prints;
+};
+void ringPrint(std::string& out, const Hop& h) {
+  ++*h.prints;
+  out += "port " + std::to_string(h.port);
+}
+// Prints a raw payload of maxPayload characters.
+void printChars(std::string& out, const void* payload) {
+  out.append(static_cast<const char*>(payload), Fen::RingTrace::maxPayload);
+}
+
+// A dual trace records every form as the text of the line it stands for, and emits (formatting
+// a compact record) only when the handle is on.
 TEST(TraceTest, LevelsPerModuleAndNoFormattingWhenOff) {
   Strings seen;
   Fen::traceSinkIs([&](const char* module, int level, const std::string& text) {
@@ -95,26 +176,78 @@ TEST(TraceTest, LevelsPerModuleAndNoFormattingWhenOff) {
   Fen::traceLevelIs("FrameworkTest.A", 5);
   EXPECT_TRUE(traced(traceA, 5) && !traced(traceA, 6));
   EXPECT_TRUE(traced(traceA2, 0) && !traced(traceB, 0));  // every handle of the module, no other
-  Fen::RingTrace ring(3);  // a dual trace always records, and emits only when on
+  Fen::RingTrace ring;
   Fen::DualTrace dual(traceB, ring);
-  dual.write(3, "first ", 1);
+  int prints = 0;
+  const std::string chars(Fen::RingTrace::maxPayload, 'q');
+  Strings recorded, emitted{"FrameworkTest.A 5 value 42", "FrameworkTest.A 0 value 42"};
+  auto writeEach = [&](int level, U32 n, bool on) {
+    dual.write(level, "parts ", n, '/', level);
+    dual.write(level, "number ", U64(n));
+    dual.write(level, "hop ", Hop{n, &prints});
+    dual.write(level, "raw ", &printChars, chars.data(), chars.size());
+    const std::string num = std::to_string(n), lv = std::to_string(level);
+    for (const auto& line :
+         {"parts " + num + "/" + lv, "number " + num, "hop port " + num, "raw " + chars}) {
+      recorded.push_back(line);
+      if (on) emitted.push_back("FrameworkTest.B " + lv + " " + line);
+    }
+  };
+  writeEach(3, 1, false);
+  EXPECT_EQ(prints, 0);
   Fen::traceLevelIs("FrameworkTest.B", 3);
-  dual.write(3, "second ", 2);
-  dual.write(4, "third");
-  dual.write(1, "second", "ary");
-  EXPECT_EQ(ring.lines(), (Strings{"second 2", "third", "secondary"}));  // the newest 3 kept
-  EXPECT_EQ(ring.count("second"), 2u);
-  EXPECT_EQ(ring.count("third "), 0u);
-  EXPECT_EQ(seen, (Strings{"FrameworkTest.A 5 value 42", "FrameworkTest.A 0 value 42",
-                           "FrameworkTest.B 3 second 2", "FrameworkTest.B 1 secondary"}));
-  Fen::RingTrace none(0);
-  none.write("x");
-  EXPECT_EQ(none.size(), 0u);
+  writeEach(3, 2, true);
+  writeEach(4, 3, false);
+  EXPECT_EQ(prints, 1);
+  EXPECT_EQ(ring.lines(), recorded);
+  EXPECT_EQ(seen, emitted);
   Fen::traceOffAll();
   EXPECT_FALSE(traced(traceA, 0));
   Fen::traceSinkIs(nullptr);
   EXPECT_THAT([] { Fen::traceLevelIs("FrameworkTest.None", 1); },
               ThrowsMessage<Fen::RangeException>("no trace module named 'FrameworkTest.None'"));
+}
+
+// Random writes of every form (and clears) against a deque of the lines they stand for.
+TEST(RingTraceTest, RecordsReadBackAsTheirLinesAndOnlyTheNewestStay) {
+  const unsigned seed = 20240613;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 rng(seed);
+  int prints = 0;
+  for (std::size_t capacity : {0, 1, 5}) {
+    Fen::RingTrace ring(capacity);
+    std::deque<std::string> model;
+    for (int step = 0; step < 80; ++step) {
+      const U32 n = U32(rng()), kind = rng() % 25;
+      const std::string chars(Fen::RingTrace::maxPayload, char('a' + n % 26));
+      const std::string lines[] = {"line " + std::to_string(n),
+                                   "number " + std::to_string(U64(n) << 24),
+                                   "hop port " + std::to_string(n), "raw " + chars};
+      if (kind % 4 == 0) ring.write(lines[0]);
+      if (kind % 4 == 1) ring.write("number ", U64(n) << 24);
+      if (kind % 4 == 2) ring.write("hop ", Hop{n, &prints});
+      if (kind % 4 == 3) ring.write("raw ", &printChars, chars.data(), chars.size());
+      model.push_back(lines[kind % 4]);
+      if (model.size() > capacity) model.pop_front();
+      if (kind == 24) {
+        ring.clear();
+        model.clear();
+      }
+      ASSERT_EQ(ring.lines(), Strings(model.begin(), model.end())) << capacity << " " << step;
+      const std::string prefix = lines[rng() % 4].substr(0, rng() % 12);
+      const auto starts = [&](const std::string& l) { return l.rfind(prefix, 0) == 0; };
+      ASSERT_EQ(ring.count(prefix), std::size_t(std::count_if(model.begin(), model.end(), starts)))
+          << capacity << " " << step << " " << prefix;
+      ASSERT_EQ(ring.size(), model.size());
+    }
+  }
+}
+
+TEST(RingTraceDeathTest, PayloadLargerThanARecordIsFatal) {
+  Fen::RingTrace ring;
+  const std::string chars(Fen::RingTrace::maxPayload + 1, 'q');
+  EXPECT_DEATH(ring.write("raw ", &printChars, chars.data(), chars.size()),
+               "Assertion `size <= maxPayload' failed");
 }
 
 TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {

@@ -64,19 +64,6 @@ void TextReader::expectEnd() {
   if (!rest_.empty()) fail("end of text");
 }
 
-U32 hashMix(U32 seed, U64 value, unsigned widthBytes) {
-  // FNV-1a over the value's bytes, least significant first, then a final avalanche.
-  U32 h = seed ^ 2166136261u;
-  for (unsigned i = 0; i < widthBytes && i < 8; ++i) {
-    h ^= U32((value >> (8 * i)) & 0xFF);
-    h *= 16777619u;
-  }
-  h ^= h >> 15;
-  h *= 0x2C1B3C6Du;
-  h ^= h >> 12;
-  return h;
-}
-
 bool ValueTraits<bool>::parse(TextReader& in) {
   if (in.consume("true")) return true;
   if (in.consume("false")) return false;

@@ -1,45 +1,193 @@
 #pragma once
-// Keyed collection in key order whose observers are told of every key that changed.
+// Keyed collection whose observers are told of every key that changed. Keys and values live
+// inline in one open-addressing hash table (power-of-two capacity, linear probing, deletion by
+// backward shift, so no tombstones): a look-up is one hash and, at most three quarters full,
+// usually one or two slot reads, and nothing allocates but growth. Key order is available, at
+// the cost of a sort, for tools and tests.
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <map>
+#include <type_traits>
+#include <utility>
 #include <vector>
+
+#include "Fen/Assert.h"
+#include "Fen/Text.h"
+#include "Fen/Types.h"
 
 namespace Fen {
 
+// Hash of a key for KeyedCollection. The default takes the key's ValueTraits hash (signed
+// integers, which have none, hash their bytes); specialise it for other key types. The
+// collection spreads the result over its buckets itself, so it need not be well mixed.
+template <class K>
+struct KeyHash {
+  U32 operator()(const K& k) const {
+    if constexpr (std::is_integral_v<K> && std::is_signed_v<K>) {
+      return hashMix(0, static_cast<U64>(k), sizeof(K));
+    } else {
+      return ValueTraits<K>::hash(0, k);
+    }
+  }
+};
+
+// K and V are small default-constructible, copyable value types; K has == and <, V has ==.
 template <class K, class V>
 class KeyedCollection {
  public:
   using Observer = std::function<void(const K& changedKey)>;
-  using Map = std::map<K, V>;
 
-  // Stores v under k; returns false (and notifies nobody) when k already held an equal value.
+  // Stores v under k; returns false (and changes nothing) when k already held an equal value.
   bool set(const K& k, const V& v) {
-    auto [it, inserted] = map_.try_emplace(k, v);
-    if (!inserted) {
-      if (it->second == v) return false;
-      it->second = v;
+    const U32 tag = tagOf(k);
+    if (tags_.empty()) rehash(minCapacity);
+    std::size_t i = probe(k, tag);
+    if (tags_[i] != 0) {
+      if (slots_[i].value == v) return false;
+      slots_[i].value = v;
+      return true;
     }
+    Slot fresh{k, v};  // copied first: k or v may live in the slots that growing frees
+    if ((size_ + 1) * 4 > tags_.size() * 3) {
+      rehash(tags_.size() * 2);
+      i = probe(fresh.key, tag);
+    }
+    tags_[i] = tag;
+    slots_[i] = std::move(fresh);
+    ++size_;
     return true;
   }
+
   // Removes k; returns false when it was absent.
-  bool del(const K& k) { return map_.erase(k) != 0; }
-  const V* find(const K& k) const {
-    auto it = map_.find(k);
-    return it == map_.end() ? nullptr : &it->second;
+  bool del(const K& k) {
+    if (size_ == 0) return false;
+    const std::size_t i = probe(k, tagOf(k));
+    if (tags_[i] == 0) return false;
+    closeHole(i);
+    --size_;
+    return true;
   }
-  bool has(const K& k) const { return map_.count(k) != 0; }
-  std::size_t size() const { return map_.size(); }
-  const Map& map() const { return map_; }
-  typename Map::const_iterator begin() const { return map_.begin(); }
-  typename Map::const_iterator end() const { return map_.end(); }
+
+  // The value under k, or nullptr. Valid until the next set, del, clear or reserve.
+  const V* find(const K& k) const {
+    if (size_ == 0) return nullptr;
+    const std::size_t i = probe(k, tagOf(k));
+    return tags_[i] != 0 ? &slots_[i].value : nullptr;
+  }
+  bool has(const K& k) const { return find(k) != nullptr; }
+  std::size_t size() const { return size_; }
+
+  // Removes every key and notifies nobody; the storage is kept for reuse.
+  void clear() {
+    std::fill(tags_.begin(), tags_.end(), 0);
+    std::fill(slots_.begin(), slots_.end(), Slot());
+    size_ = 0;
+  }
+  // Makes room for n keys, so that storing up to n keys allocates nothing.
+  void reserve(std::size_t n) {
+    std::size_t capacity = minCapacity;
+    while (n * 4 > capacity * 3) capacity *= 2;
+    if (capacity > tags_.size()) rehash(capacity);
+  }
+
+  // Calls f(key, value) for every entry in storage order (fast, in no particular order).
+  // f must not change the collection.
+  template <class F>
+  void forEach(F&& f) const {
+    for (std::size_t i = 0; i < tags_.size(); ++i) {
+      if (tags_[i] != 0) f(slots_[i].key, slots_[i].value);
+    }
+  }
+  // Calls f(key, value) for every entry in key order. f must not change the collection.
+  template <class F>
+  void forEachOrdered(F&& f) const {
+    for (const Slot* s : ordered()) f(s->key, s->value);
+  }
+  std::vector<K> keys() const {
+    std::vector<K> out;
+    out.reserve(size_);
+    forEachOrdered([&](const K& k, const V&) { out.push_back(k); });
+    return out;
+  }
+  std::map<K, V> map() const {
+    std::map<K, V> out;
+    forEachOrdered([&](const K& k, const V& v) { out.emplace_hint(out.end(), k, v); });
+    return out;
+  }
+  // Heap bytes held by the slots and their tags.
+  std::size_t memoryBytes() const {
+    return tags_.capacity() * sizeof(U32) + slots_.capacity() * sizeof(Slot);
+  }
 
   void observerIs(Observer o) { observers_.push_back(std::move(o)); }
+  // Tells every observer of k, in the order they were added.
   void notify(const K& k) const {
     for (const auto& o : observers_) o(k);
   }
 
  private:
-  Map map_;
+  struct Slot {
+    K key{};
+    V value{};
+  };
+  static constexpr std::size_t minCapacity = 8;
+
+  // The key's hash spread by a multiplicative mix; its top bits choose the home slot. Bit 0 is
+  // forced on, so a tag is never 0, which marks an empty slot.
+  static U32 tagOf(const K& k) { return (KeyHash<K>()(k) * 0x9E3779B1u) | 1u; }
+  std::size_t home(U32 tag) const { return tag >> shift_; }
+  // The slot holding k, or the empty slot where its probe run ends. At least a quarter of the
+  // slots are empty, so the run ends.
+  std::size_t probe(const K& k, U32 tag) const {
+    std::size_t i = home(tag);
+    while (tags_[i] != 0 && !(tags_[i] == tag && slots_[i].key == k)) i = (i + 1) & mask_;
+    return i;
+  }
+  // Empties slot `hole`, then moves each later member of its run that may live there (the hole
+  // lies between its home and its slot) back into the hole, so every run stays unbroken.
+  void closeHole(std::size_t hole) {
+    for (std::size_t j = (hole + 1) & mask_; tags_[j] != 0; j = (j + 1) & mask_) {
+      if (((j - home(tags_[j])) & mask_) < ((j - hole) & mask_)) continue;
+      tags_[hole] = tags_[j];
+      slots_[hole] = std::move(slots_[j]);
+      hole = j;
+    }
+    tags_[hole] = 0;
+    slots_[hole] = Slot();
+  }
+  // Moves every entry into `capacity` slots (a power of two, at least minCapacity).
+  void rehash(std::size_t capacity) {
+    FEN_ASSERT(capacity <= (std::size_t(1) << 31));
+    std::vector<U32> tags(capacity, 0);
+    std::vector<Slot> slots(capacity);
+    tags.swap(tags_);
+    slots.swap(slots_);
+    mask_ = capacity - 1;
+    for (shift_ = 32; capacity > 1; capacity /= 2) --shift_;
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+      if (tags[i] == 0) continue;
+      std::size_t j = home(tags[i]);
+      while (tags_[j] != 0) j = (j + 1) & mask_;
+      tags_[j] = tags[i];
+      slots_[j] = std::move(slots[i]);
+    }
+  }
+  std::vector<const Slot*> ordered() const {
+    std::vector<const Slot*> out;
+    out.reserve(size_);
+    for (std::size_t i = 0; i < tags_.size(); ++i) {
+      if (tags_[i] != 0) out.push_back(&slots_[i]);
+    }
+    std::sort(out.begin(), out.end(), [](const Slot* a, const Slot* b) { return a->key < b->key; });
+    return out;
+  }
+
+  std::vector<U32> tags_;  // per slot: 0 when empty, else the tag of the key it holds
+  std::vector<Slot> slots_;
+  std::size_t size_ = 0;
+  std::size_t mask_ = 0;
+  unsigned shift_ = 32;
   std::vector<Observer> observers_;
 };
 

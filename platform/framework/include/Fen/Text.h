@@ -39,7 +39,19 @@ class TextReader {
 template <class T, class Enable = void>
 struct ValueTraits;
 
-U32 hashMix(U32 seed, U64 value, unsigned widthBytes);
+// Hash of the low `widthBytes` bytes of `value` (at most 8) continuing from `seed`: FNV-1a over
+// the bytes, least significant first, then a final avalanche. Inline, so hashing a key is no call.
+inline U32 hashMix(U32 seed, U64 value, unsigned widthBytes) {
+  U32 h = seed ^ 2166136261u;
+  for (unsigned i = 0; i < widthBytes && i < 8; ++i) {
+    h ^= U32((value >> (8 * i)) & 0xFF);
+    h *= 16777619u;
+  }
+  h ^= h >> 15;
+  h *= 0x2C1B3C6Du;
+  h ^= h >> 12;
+  return h;
+}
 
 template <class T>
 struct ValueTraits<T, std::enable_if_t<std::is_unsigned_v<T> && !std::is_same_v<T, bool>>> {
