@@ -58,22 +58,6 @@ const std::string& VlanIdOrNoneTag::message() {
 
 }  // namespace Bridging
 
-namespace Lanx {
-
-EthAddr EthAddr::fromU64(Fen::U64 v) {
-  std::array<Fen::U8, 6> o{};
-  for (unsigned i = 0; i < 6; ++i) o[i] = Fen::U8(v >> (8 * (5 - i)));
-  return EthAddr(o);
-}
-
-Fen::U64 EthAddr::toU64() const {
-  Fen::U64 v = 0;
-  for (auto b : o_) v = (v << 8) | b;
-  return v;
-}
-
-}  // namespace Lanx
-
 namespace Fen {
 
 void ValueTraits<Lanx::EthAddr>::print(std::string& out, const Lanx::EthAddr& v) {

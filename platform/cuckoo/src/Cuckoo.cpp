@@ -107,7 +107,7 @@ CuckooLocation HashTable::locationOf(U32 slot) const {
   return CuckooLocation(TableId(w), offset / entries, offset % entries);
 }
 
-void HashTable::hashesOf(const HashItem& item, U32* hash) const {
+void HashTable::itemHashes(const HashItem& item, U32* hash) const {
   for (U32 w = 0; w < ways_; ++w) {
     hash[w] = item.getHash(U8(w));
     FEN_ASSERT(hash[w] < config_->tableDesc(TableId(w)).buckets);
@@ -128,7 +128,12 @@ U32 HashTable::findSlot(const HashItemConstPtr& item, const U32* hash) const {
 
 bool HashTable::lookupItem(const HashItemConstPtr& item, CuckooLocation* location) const {
   U32 hash[maxWays];
-  hashesOf(*item, hash);
+  itemHashes(*item, hash);
+  return lookupItem(item, hash, location);
+}
+
+bool HashTable::lookupItem(const HashItemConstPtr& item, const U32* hash,
+                           CuckooLocation* location) const {
   const U32 s = findSlot(item, hash);
   if (s == noSlot) return false;
   if (location) *location = locationOf(s);
@@ -137,6 +142,10 @@ bool HashTable::lookupItem(const HashItemConstPtr& item, CuckooLocation* locatio
 
 HashItemConstPtr HashTable::itemAt(const CuckooLocation& location) const {
   return slots_[slotIndex(location)].item;
+}
+
+const HashItem* HashTable::residentAt(const CuckooLocation& location) const {
+  return slots_[slotIndex(location)].item.ptr();
 }
 
 // Marks `slot` reached from `from`; returns true when it is free (the search ends there),
@@ -181,7 +190,7 @@ U32 HashTable::searchFreeSlot(const U32* hash) const {
 
 bool HashTable::insertable(const HashItemConstPtr& item) const {
   U32 hash[maxWays];
-  hashesOf(*item, hash);
+  itemHashes(*item, hash);
   return findSlot(item, hash) != noSlot || searchFreeSlot(hash) != noSlot;
 }
 
@@ -195,7 +204,7 @@ void HashTable::place(U32 slot, const HashItemConstPtr& item, const U32* hash) {
 
 bool HashTable::insertItem(const HashItemConstPtr& item) {
   U32 hash[maxWays];
-  hashesOf(*item, hash);
+  itemHashes(*item, hash);
   const U32 present = findSlot(item, hash);
   if (present != noSlot) {
     place(present, item, hash);
@@ -217,7 +226,7 @@ bool HashTable::insertItem(const HashItemConstPtr& item) {
 
 bool HashTable::deleteItem(const HashItemConstPtr& item) {
   U32 hash[maxWays];
-  hashesOf(*item, hash);
+  itemHashes(*item, hash);
   const U32 s = findSlot(item, hash);
   if (s == noSlot) return false;
   HashItemConstPtr old = slots_[s].item;
@@ -229,16 +238,23 @@ bool HashTable::deleteItem(const HashItemConstPtr& item) {
 
 Fen::Ptr<Command> HashTable::setItemAtLocation(const HashItemConstPtr& item,
                                                const CuckooLocation& location) {
+  U32 hash[maxWays] = {};
+  if (item) itemHashes(*item, hash);
+  return setItemAtLocation(item, location, hash);
+}
+
+Fen::Ptr<Command> HashTable::setItemAtLocation(const HashItemConstPtr& item,
+                                               const CuckooLocation& location, const U32* hash) {
   const U32 s = slotIndex(location);
-  auto edit = Fen::makePtr<Command>();
-  edit->location_ = location;
-  edit->item_ = item;
-  edit->oldItem_ = slots_[s].item;
-  if (!edit->oldItem_) ++itemCount_;
-  if (!item) --itemCount_;
+  if (!edit_.unique()) edit_ = Fen::makePtr<Command>();
+  edit_->location_ = location;
+  edit_->item_ = item;
+  edit_->oldItem_ = slots_[s].item;
+  if (edit_->oldItem_) --itemCount_;
+  if (item) ++itemCount_;
   slots_[s].item = item;
-  if (item) hashesOf(*item, slots_[s].hash);
-  return edit;
+  std::copy(hash, hash + ways_, slots_[s].hash);
+  return edit_;
 }
 
 }  // namespace Keel::Cuckoo

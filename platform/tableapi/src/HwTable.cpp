@@ -36,14 +36,18 @@ const HwTableConfig::Row& HwTableConfig::row(HwIndex index) const {
 }
 
 bool HwTableConfig::entry(HwIndex index, HwEntryConfig& out) const {
+  const HwEntryConfig* stored = entryRef(index);
+  if (stored) out = *stored;
+  return stored != nullptr;
+}
+
+const HwEntryConfig* HwTableConfig::entryRef(HwIndex index) const {
   const Row& r = row(index);
   if (r.corrupt) {
     throw Cairn::CorruptionDetectedException("corrupted entry at HwIndex " + std::to_string(index) +
                                              " of hardware table '" + name_ + "'");
   }
-  if (!r.present) return false;
-  out = r.config;
-  return true;
+  return r.present ? &r.config : nullptr;
 }
 
 bool HwTableConfig::hasEntry(HwIndex index) const {
@@ -62,6 +66,16 @@ void HwTableConfig::entryIs(const HwEntryConfig& config) {
   r.config = config;
   ++writes_;
   for (const auto& o : observers_) o(*this, config);
+}
+
+void HwTableConfig::entryWordsIs(HwIndex index, const U32* words, unsigned count) {
+  Row& r = row(index);
+  if (!r.present) r.config = HwEntryConfig(index);
+  r.present = true;
+  r.corrupt = false;
+  r.config.dataPrefixIs(words, count);
+  ++writes_;
+  for (const auto& o : observers_) o(*this, r.config);
 }
 
 void HwTableConfig::entryDel(HwIndex index) {

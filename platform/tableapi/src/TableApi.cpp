@@ -96,6 +96,8 @@ void startSwTable(SwTable& table, const Fen::Ptr<HwTableCollection>& chip, Start
   table.doSetProfileConvertor(Fen::makePtr<HwTableDescriptorConfig>(chip), chip);
   table.doCreateHwTable(TableState::init, mode == StartMode::cold);
   if (mode == StartMode::warm) table.syncEntries();
+  table.doInitComplete();
+  table.initializedIs(true);
 }
 
 }  // namespace TarnSwitchApi

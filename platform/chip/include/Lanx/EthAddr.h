@@ -12,8 +12,16 @@ class EthAddr {
   constexpr EthAddr() = default;
   constexpr explicit EthAddr(const std::array<Fen::U8, 6>& octets) : o_(octets) {}
   // From the low 48 bits of v, octet 0 being the most significant.
-  static EthAddr fromU64(Fen::U64 v);
-  Fen::U64 toU64() const;
+  static EthAddr fromU64(Fen::U64 v) {
+    std::array<Fen::U8, 6> o{};
+    for (unsigned i = 0; i < 6; ++i) o[i] = Fen::U8(v >> (8 * (5 - i)));
+    return EthAddr(o);
+  }
+  Fen::U64 toU64() const {
+    Fen::U64 v = 0;
+    for (auto b : o_) v = (v << 8) | b;
+    return v;
+  }
 
   Fen::U8 octet(unsigned i) const { return o_[i]; }
   bool isZero() const { return toU64() == 0; }

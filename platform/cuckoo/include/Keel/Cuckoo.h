@@ -147,13 +147,23 @@ class HashTable : public Fen::PtrInterface {
   bool deleteItem(const HashItemConstPtr& item);
   // Where the item is (one probe per way), or false.
   bool lookupItem(const HashItemConstPtr& item, CuckooLocation* location) const;
+  // The same with the item's bucket of every way already computed (itemHashes).
+  bool lookupItem(const HashItemConstPtr& item, const U32* hash, CuckooLocation* location) const;
+  // The item's bucket in every way, into hash[0 .. ways-1].
+  void itemHashes(const HashItem& item, U32* hash) const;
   // Whether insertItem would succeed now, without changing anything.
   bool insertable(const HashItemConstPtr& item) const;
   // Puts the item at exactly `location` without queueing anything (the location already holds
   // it in hardware); the returned command's oldItem() is the previous occupant.
+  // The command object is reused from one call to the next unless the caller still holds it.
   Fen::Ptr<Command> setItemAtLocation(const HashItemConstPtr& item, const CuckooLocation& location);
+  // The same with the item's buckets already computed (itemHashes).
+  Fen::Ptr<Command> setItemAtLocation(const HashItemConstPtr& item, const CuckooLocation& location,
+                                      const U32* hash);
 
   HashItemConstPtr itemAt(const CuckooLocation& location) const;
+  // The item at the location without taking a reference; nullptr when free.
+  const HashItem* residentAt(const CuckooLocation& location) const;
   U32 locationCount() const { return U32(slots_.size()); }
   U32 itemCount() const { return itemCount_; }
   // Residents moved by inserts since the table was made.
@@ -169,7 +179,6 @@ class HashTable : public Fen::PtrInterface {
   U32 slotIndex(const CuckooLocation& location) const;
   CuckooLocation locationOf(U32 slot) const;
   U32 wayOf(U32 slot) const;
-  void hashesOf(const HashItem& item, U32* hash) const;
   U32 findSlot(const HashItemConstPtr& item, const U32* hash) const;
   // Breadth-first search from the item's candidates for the nearest free slot; fills parent_.
   U32 searchFreeSlot(const U32* hash) const;
@@ -188,6 +197,7 @@ class HashTable : public Fen::PtrInterface {
   mutable std::vector<U32> parent_;
   mutable std::vector<U32> queue_;
   mutable U32 epoch_ = 0;
+  Fen::Ptr<Command> edit_;  // the command setItemAtLocation returns, reused
 };
 
 }  // namespace Keel::Cuckoo

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -15,20 +16,44 @@
 #include "Fen/Assert.h"
 #include "Fen/Text.h"
 #include "Fen/Types.h"
+#include "Fen/Value.h"
 
 namespace Fen {
 
-// Hash of a key for KeyedCollection. The default takes the key's ValueTraits hash (signed
-// integers, which have none, hash their bytes); specialise it for other key types. The
-// collection spreads the result over its buckets itself, so it need not be well mixed.
+template <class T, class = void>
+struct IsRangedKey : std::false_type {};
+template <class T>
+struct IsRangedKey<T, std::void_t<typename T::RepType>> : std::true_type {};
+
+// The bits of a key that its collection hashes: integers and ranged integers by value, value
+// types field by field, anything else through its ValueTraits hash. Cheap on purpose: a
+// look-up pays for it every time.
+template <class T>
+U64 keyBits(const T& v) {
+  if constexpr (std::is_integral_v<T>) {
+    return static_cast<U64>(v);
+  } else if constexpr (IsRangedKey<T>::value) {
+    return static_cast<U64>(v.value());
+  } else if constexpr (IsValue<T>::value) {
+    U64 h = 0;
+    std::apply(
+        [&](const auto&... f) {
+          ((h = (h ^ keyBits(v.*(f.member))) * 0x9E3779B97F4A7C15ull), ...);
+        },
+        T::fenFields());
+    return h;
+  } else {
+    return ValueTraits<T>::hash(0, v);
+  }
+}
+
+// Hash of a key for KeyedCollection; specialise it for other key types. The collection spreads
+// the result over its buckets itself, so it need not be well mixed.
 template <class K>
 struct KeyHash {
   U32 operator()(const K& k) const {
-    if constexpr (std::is_integral_v<K> && std::is_signed_v<K>) {
-      return hashMix(0, static_cast<U64>(k), sizeof(K));
-    } else {
-      return ValueTraits<K>::hash(0, k);
-    }
+    const U64 bits = keyBits(k);
+    return U32(bits ^ (bits >> 32));
   }
 };
 

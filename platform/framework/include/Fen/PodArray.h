@@ -24,6 +24,12 @@ class PodArray {
     std::fill(data_ + n, data_ + N, T());
     size_ = n;
   }
+  // Sets elements 0 .. n-1 and keeps those past them, growing the size to cover n.
+  void setPrefix(const T* src, std::size_t n) {
+    if (n > N) throw RangeException("PodArray::set expected size <= " + std::to_string(N));
+    std::copy(src, src + n, data_);
+    size_ = std::max(size_, n);
+  }
   // Sets element i (< N), growing the size to cover it.
   void setAt(std::size_t i, const T& v) {
     if (i >= N) throw RangeException("PodArray::set expected size <= " + std::to_string(N));

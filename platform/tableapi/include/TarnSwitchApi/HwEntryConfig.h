@@ -17,6 +17,8 @@ class HwEntryConfig {
   const U32* dataArray() const { return data_.data(); }
   // Sets word i, growing the word count to cover it.
   void dataIs(DataArrayIndex i, U32 value) { data_.setAt(i.value(), value); }
+  // Sets words 0 .. n-1 and keeps the words past them; more than 8 raises as dataArrayIs.
+  void dataPrefixIs(const U32* words, std::size_t n) { data_.setPrefix(words, n); }
   // Replaces all words; more than 8 raises "PodArray::set expected size <= 8".
   void dataArrayIs(const U32* words, std::size_t n) { data_.set(words, n); }
 

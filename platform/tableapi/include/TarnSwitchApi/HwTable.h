@@ -34,11 +34,17 @@ class HwTableConfig : public Fen::PtrInterface {
   // Reads row `index` into `out`; false when the row is absent. A row marked corrupt raises
   // Cairn::CorruptionDetectedException; an index out of bounds raises HwIndexException.
   bool entry(HwIndex index, HwEntryConfig& out) const;
+  // The row itself, without a copy: nullptr when absent; corruption and bounds raise as `entry`.
+  // Valid until the row is next written.
+  const HwEntryConfig* entryRef(HwIndex index) const;
   bool hasEntry(HwIndex index) const;
   // The stored row, ignoring corruption marks (what the chip really holds); nullptr if absent.
   const HwEntryConfig* storedEntry(HwIndex index) const;
   // Writes a row (clearing any corruption mark), counts it and tells the observers.
   void entryIs(const HwEntryConfig& row);
+  // Sets words 0 .. count-1 of row `index` in place (an absent row starts empty, words past
+  // `count` are kept), then counts and reports the write as entryIs does.
+  void entryWordsIs(HwIndex index, const U32* words, unsigned count);
   // Makes a row absent, as on a chip that was never written there.
   void entryDel(HwIndex index);
 

@@ -61,7 +61,12 @@ class SwTable : public Fen::PtrInterface {
   // Asks the convertor to declare (and with state init, initialise) its hardware tables.
   virtual void doCreateHwTable(TableState state, bool resetHw);
   virtual void syncEntries();
+  // Runs once the start-up sequence is over; the table is initialized afterwards.
   virtual void doInitComplete() {}
+
+  // Whether the start-up sequence has completed (set by startSwTable after doInitComplete).
+  bool initialized() const { return initialized_; }
+  void initializedIs(bool v) { initialized_ = v; }
 
   // Name of a hardware table of this table: "<name>.<word>", with "[<id>]" for copies.
   std::string hwTableName(const std::string& word, int id = -1) const;
@@ -78,6 +83,7 @@ class SwTable : public Fen::PtrInterface {
   std::string name_;
   Fen::Ptr<SwTableProfileConvertor> convertor_;
   Fen::Ptr<Fen::RingTrace> ring_ = Fen::RingTrace::process();
+  bool initialized_ = false;
 };
 
 // How a table is brought up on a chip: cold empties every row; warm keeps hardware, repairs the
@@ -85,7 +91,8 @@ class SwTable : public Fen::PtrInterface {
 enum class StartMode { cold, warm };
 
 // Connects `table` to `chip` (doSetProfileConvertor), declares and initialises its hardware
-// tables (doCreateHwTable with state init) and, on a warm start, runs syncEntries.
+// tables (doCreateHwTable with state init), on a warm start runs syncEntries, and completes the
+// start with doInitComplete, after which the table is initialized.
 void startSwTable(SwTable& table, const Fen::Ptr<HwTableCollection>& chip, StartMode mode);
 
 }  // namespace TarnSwitchApi

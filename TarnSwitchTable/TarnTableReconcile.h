@@ -1,0 +1,197 @@
+#pragma once
+// The reconcile of a direct or hashed table, written once over the row layer: programming one
+// row into every copy that holds it, the start-up walk, the repair of position bits, the read-back
+// after a restart, the convergence that ends a start and the rows `check` expects.
+//
+// `Conv` is an engine's typed convertor (a RowConvertor) that supplies:
+//   using Item = RowItem<Desc>;  Table& table();
+//   void encodeItem(const Item&, HwIndex row, U8 encoding, U32* buffer);  // whole row, static bits too
+//   void staticWords(HwIndex row, U32* buffer);
+//   void nullItem(HwIndex row, Item&);                     // the empty entry of the row
+//   bool decodeItem(HwIndex row, const U32* words, Item&); // true when the row holds an entry
+//   bool softwareItem(HwIndex row, Item&);                 // what software holds at the row
+//   bool syncPlace(HwIndex row, Item&);                    // whether a read-back entry is kept
+//   void syncResultIs(HwIndex row, const Item&);           // software's result replaces it
+//   void convergePrepare();                                // before the convergence walk
+//   static constexpr const char* syncSignature, *itemLabel; // trace texts of the read-back
+#include <algorithm>
+
+#include "Fen/Assert.h"
+#include "TarnSwitchTable/TarnTableRows.h"
+
+namespace TarnSwitchTable {
+
+// Writes the item's encoding to every copy holding `row` whose words differ; the rows written.
+template <class Conv>
+unsigned writeItemRow(Conv& c, const typename Conv::Item& item, HwIndex row) {
+  U32 buffer[hwEntryMaxWords];
+  int encoded = -1;
+  unsigned written = 0;
+  bool held = false;
+  for (const Copy& copy : c.copies()) {
+    if (!copy.holds(row)) continue;
+    held = true;
+    if (copy.encoding != encoded) {
+      c.encodeItem(item, row, copy.encoding, buffer);
+      encoded = copy.encoding;
+    }
+    written += c.writeRowIfChanged(copy, row, buffer) ? 1 : 0;
+  }
+  if (!held) FEN_TRACE(c.trace(), 8, "HwIndex " << row << Texts::outside);
+  return written;
+}
+
+// Repairs the static bits of `row` in every copy that holds it, keeping the data bits.
+template <class Conv>
+void sanitizeRow(Conv& c, HwIndex row) {
+  U32 staticBuffer[hwEntryMaxWords];
+  U32 nullBuffer[hwEntryMaxWords];
+  c.staticWords(row, staticBuffer);
+  typename Conv::Item empty;
+  c.nullItem(row, empty);
+  for (const Copy& copy : c.copies()) {
+    if (!copy.holds(row)) continue;
+    c.encodeItem(empty, row, copy.encoding, nullBuffer);
+    c.sanitizeCopyRow(copy, row, staticBuffer, nullBuffer);
+  }
+}
+
+// The start-up walk: a reset empties every row, otherwise static bits are repaired. While the
+// table is starting, the work is only noted: the convergence that ends the start does it, so a
+// row is written once however many reasons it has to change.
+template <class Conv>
+void initRows(Conv& c, bool resetHw) {
+  c.descriptor0();
+  if (c.starting()) {
+    c.startupRowsIs(resetHw ? StartupRows::reset : StartupRows::repair);
+    return;
+  }
+  const bool enabled = c.enabled();
+  for (U64 row = c.rowLower(); row <= c.rowUpper(); ++row) {
+    if (!resetHw) {
+      sanitizeRow(c, HwIndex(row));
+    } else if (enabled) {
+      typename Conv::Item empty;
+      c.nullItem(HwIndex(row), empty);
+      writeItemRow(c, empty, HwIndex(row));
+    }
+  }
+}
+
+// Marks the key inconsistent when a copy other than `primary` does not hold what it should for
+// the entry read back from `primary`.
+template <class Conv>
+void flagDisagreeingCopies(Conv& c, const typename Conv::Item& item, HwIndex row,
+                           const Copy& primary) {
+  U32 buffer[hwEntryMaxWords];
+  for (const Copy& copy : c.copies()) {
+    if (&copy == &primary || !copy.holds(row)) continue;
+    c.encodeItem(item, row, copy.encoding, buffer);
+    if (!c.rowEquals(copy, row, buffer)) {
+      c.table().hwInconsistentEntryIs(item.key, true);
+      return;
+    }
+  }
+}
+
+// Reconciles one row read back after a restart: adopt an entry software lacks, rewrite one that
+// differs from software or is flagged inconsistent (only while enabled).
+template <class Conv>
+void syncRow(Conv& c, HwIndex row, bool enabled) {
+  const Copy* primary = c.primaryCopy(row);
+  if (!primary) return;
+  U32 words[hwEntryMaxWords];
+  c.readRow(*primary, row, words);
+  typename Conv::Item item;
+  if (!c.decodeItem(row, words, item)) return;
+  FEN_TRACE(c.trace(), 8, "index: " << row << Conv::itemLabel << item.toStrep());
+  if (!c.syncPlace(row, item)) return;
+  flagDisagreeingCopies(c, item, row, *primary);
+  auto& table = c.table();
+  const auto* held = table.entry(item.key);
+  if (!held) {
+    c.ring().write(8, Texts::recovered, item);
+    table.entryIs(item.key, item.result);
+  } else if (enabled && (!(*held == item.result) || table.hwInconsistentEntry(item.key))) {
+    item.result = *held;
+    c.syncResultIs(row, item);
+    table.hwInconsistentEntryDel(item.key);
+    c.ring().write(8, Texts::updateEntry, item);
+    writeItemRow(c, item, row);
+  }
+}
+
+template <class Conv>
+void syncRows(Conv& c) {
+  FEN_TRACE(c.trace(), 8, Conv::syncSignature);
+  const bool enabled = c.enabled();
+  for (U64 row = c.rowLower(); row <= c.rowUpper(); ++row) syncRow(c, HwIndex(row), enabled);
+}
+
+// Brings one copy of a row to what software wants there. A row the primary copy holds for an
+// entry software does not know is left to the read-back (only its position bits are repaired
+// during a warm start); a cold start empties every row.
+template <class Conv>
+void convergeCopy(Conv& c, const Copy& copy, HwIndex row, bool wanted, const U32* want) {
+  U32 held[hwEntryMaxWords];
+  const bool present = c.readRow(copy, row, held);
+  if (present && c.heldEquals(copy, held, want)) return;
+  const StartupRows startup = c.startupRows();
+  if (startup != StartupRows::reset && !wanted && present && &copy == c.primaryCopy(row)) {
+    typename Conv::Item foreign;
+    if (c.decodeItem(row, held, foreign)) {
+      if (startup == StartupRows::repair) sanitizeRow(c, row);
+      return;
+    }
+  }
+  if (startup != StartupRows::reset) c.ring().write(8, present ? Texts::updateRow : Texts::initializeRow, U64(row));
+  c.writeRowIfChanged(copy, row, want);
+}
+
+// The convergence that ends a start: every row of every copy holds the encoding of software's
+// entry for it, or the empty encoding. Over hardware that already matches it writes nothing.
+// While the table is disabled only the position-bit repair a warm start owes is done.
+template <class Conv>
+void convergeRows(Conv& c) {
+  c.descriptor0();
+  const StartupRows startup = c.startupRows();
+  if (!c.enabled()) {
+    c.startupRowsIs(StartupRows::none);
+    if (startup == StartupRows::repair) {
+      for (U64 row = c.rowLower(); row <= c.rowUpper(); ++row) sanitizeRow(c, HwIndex(row));
+    }
+    return;
+  }
+  c.convergePrepare();
+  typename Conv::Item item;
+  U32 want[hwEntryMaxWords];
+  for (U64 r = c.rowLower(); r <= c.rowUpper(); ++r) {
+    const HwIndex row = HwIndex(r);
+    const bool wanted = c.softwareItem(row, item);
+    int encoded = -1;
+    for (const Copy& copy : c.copies()) {
+      if (!copy.holds(row)) continue;
+      if (copy.encoding != encoded) {
+        c.encodeItem(item, row, copy.encoding, want);
+        encoded = copy.encoding;
+      }
+      convergeCopy(c, copy, row, wanted, want);
+    }
+  }
+  c.startupRowsIs(StartupRows::none);
+}
+
+// The words copy `id` should hold at `index` for software's entries; 0 when the library writes
+// nothing there (no such copy, a row the copy does not hold, a disabled table).
+template <class Conv>
+unsigned expectedRowWords(Conv& c, HwTableId id, HwIndex index, U32* words) {
+  const Copy* copy = c.copy(id);
+  HwTableDescriptor* desc = c.descriptor(0);
+  if (!copy || !desc || !desc->enabled() || !copy->holds(index)) return 0;
+  typename Conv::Item item;
+  c.softwareItem(index, item);
+  c.encodeItem(item, index, copy->encoding, words);
+  return copy->words;
+}
+
+}  // namespace TarnSwitchTable
