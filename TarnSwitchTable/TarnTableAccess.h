@@ -36,6 +36,9 @@ class EntryAccess {
   virtual void scratchEntryDel() = 0;
   // Removes every entry (as entryDelAll does).
   virtual void accessEntryDelAll() = 0;
+  // Stores a key and a result of this table's types (as entryIs does), e.g. entries visited on
+  // another table of the same class.
+  virtual void entryCopyIs(const void* key, const void* result) = 0;
 
   virtual std::size_t entryCount() const = 0;
   // Visits every software entry in key order.
@@ -70,10 +73,13 @@ class EntryAccessImpl : public EntryAccess {
   void scratchEntryIs() override { self().entryIs(scratchKey_, scratchResult_); }
   void scratchEntryDel() override { self().entryDel(scratchKey_); }
   void accessEntryDelAll() override { self().entryDelAll(); }
+  void entryCopyIs(const void* key, const void* result) override {
+    self().entryIs(*static_cast<const K*>(key), *static_cast<const R*>(result));
+  }
 
   std::size_t entryCount() const override { return self().entry().size(); }
   void entryForEach(const EntryVisitor& visit) const override {
-    for (const auto& [k, r] : self().entry()) visit(&k, &r);
+    self().entry().forEachOrdered([&](const K& k, const R& r) { visit(&k, &r); });
   }
   std::string entryStrep(const void* key, const void* result) const override {
     return static_cast<const K*>(key)->toStrep() + " " + static_cast<const R*>(result)->toStrep();

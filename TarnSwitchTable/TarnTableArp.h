@@ -1,8 +1,6 @@
 #pragma once
 // ARP table: (egress port, rewrite index) -> next-hop rewrite data (destination MAC and VLAN),
 // kept in the rewrite memory of every egress processor (two ports each, 64 rows per port).
-#include <tuple>
-
 #include "Bridging/VlanId.h"
 #include "Lanx/EthAddr.h"
 #include "TarnSwitch/ChipPortId.h"
@@ -47,42 +45,56 @@ struct ArpResult : Fen::Value<ArpResult> {
   }
 };
 
-class ArpEntry : public DirectEntry<ArpEntry, ArpKey, ArpResult> {
- public:
-  static constexpr const char* fenTypeName = "TarnSwitchTable::ArpEntry";
-};
+class ArpEntry;
+class ArpTable;
+class ArpConvertor;
 
-Fen::Ptr<ArpEntry> arpEntryFactory(const ArpKey& key);
-
-class ArpTable : public DirectTable<ArpEntry> {
- public:
-  using DirectTable::DirectTable;
-  const char* fwkType() const override { return "TarnSwitchTable::ArpTable"; }
-  Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const override;
-  const Fen::TraceHandle& moduleTrace() const override;
-};
-
-Fen::Ptr<ArpTable> arpTableFactory(const std::string& name);
-
-class ArpConvertor : public DirectConvertor<ArpEntry> {
- public:
+// The ARP rows of a chip: row = port x 64 + rewrite index. Words 0 and 2 hold the MAC and the
+// VLAN ("lum_data"); words 1 and 3 their parity and the row's address ("lum_ctl_addr_data").
+struct ArpLayout {
+  using Key = ArpKey;
+  using Result = ArpResult;
+  using Entry = ArpEntry;
+  using Table = ArpTable;
+  using Convertor = ArpConvertor;
+  static constexpr const char* moduleName = "TarnTableArp";
+  static constexpr const char* tableName = "TarnSwitchTable::ArpTable";
+  static constexpr const char* entryName = "TarnSwitchTable::ArpEntry";
+  static constexpr const char* convertorName = "TarnSwitchTable::ArpConvertor";
+  static constexpr const char* hwTableWord = "Arp";
   static constexpr U32 entriesPerPort = 64;
   static constexpr U32 portsPerProcessor = 2;
-  static constexpr U8 arpHwEntryWords = 4;
+  static constexpr U8 hwEntryWords = 4;
+  // Bits 4..31 of words 1 and 3 (row address, the always-set bit 14, bits kept) follow the row.
+  static constexpr StaticWord staticWords[] = {{1, 0xFFFFFFF0u}, {3, 0xFFFFFFF0u}};
 
-  explicit ArpConvertor(ArpTable* table) : DirectConvertor(table, arpHwEntryWords) {}
-  const char* fwkType() const override { return "TarnSwitchTable::ArpConvertor"; }
+  // A profile without ports raises the range exception.
+  explicit ArpLayout(const TarnSwitch::ChipProfile& profile);
+  // One table, rows 0 .. ports x 64 - 1; processor p's registers for the rows of its ports.
+  void declare(const HwTables& hw) const;
+  HwIndex hwIndexFromKey(const ArpKey& key) const;
+  // A port above the ChipPortId null value raises its range exception.
+  ArpKey keyFromHwIndex(HwIndex index) const;
+  void setStaticBuffer(HwIndex index, U32* buffer) const;
+  void encodeResult(const ArpResult& result, U32* buffer) const;
+  ArpResult decodeResult(const U32* words) const;
 
-  // One table: rows 0 .. ports x 64 - 1, registers of egress processor p for rows of its ports.
-  void doCreateHwTables(TableState state, bool resetHw) override;
-  void handleInitialized() override;
-  void setStaticBuffer(HwIndex index, U32* buffer) override;
-
-  HwIndex hwIndexFromKey(const ArpKey& key) const override;
-  // The key of a row; a port above the ChipPortId null value raises its range exception.
-  ArpKey keyFromHwIndex(HwIndex index) const override;
-  void encodeResult(const ArpResult& result, U32* buffer) const override;
-  ArpResult decodeResult(const U32* words) const override;
+  U32 ports;
 };
+
+class ArpEntry : public DirectEntry<ArpLayout> {};
+class ArpConvertor : public DirectConvertor<ArpLayout> {
+ public:
+  using DirectConvertor::DirectConvertor;
+};
+class ArpTable : public DirectTable<ArpLayout> {
+ public:
+  using DirectTable::DirectTable;
+};
+extern template class DirectTable<ArpLayout>;
+extern template class DirectConvertor<ArpLayout>;
+
+Fen::Ptr<ArpEntry> arpEntryFactory(const ArpKey& key);
+Fen::Ptr<ArpTable> arpTableFactory(const std::string& name);
 
 }  // namespace TarnSwitchTable

@@ -78,7 +78,8 @@ Fen::ClassInfo tableClassInfo() {
 // Adds a value class unless a module registered it already (value types shared by tables).
 template <class V>
 void addValueClass(Fen::ModuleInfo& m) {
-  if (!Fen::Registry::instance().classInfo(V::fenTypeName)) m.classes.push_back(Fen::valueClassInfo<V>());
+  if (!Fen::Registry::instance().classInfo(V::fenTypeName))
+    m.classes.push_back(Fen::valueClassInfo<V>());
 }
 
 // Registers a described table's module: its key and result classes, its entry, table (with its

@@ -1,32 +1,46 @@
 #pragma once
 // Direct table engine: software tables whose keys map one-to-one onto the rows of a directly
-// indexed hardware table. A concrete table supplies the key-to-row formula and the row encoder
-// and decoder; the engine writes rows only when their words change, walks every row at start,
-// repairs position-dependent ("static") bits and reconciles software with hardware after a
-// restart. The templates at the end give a concrete table its collections and hooks, so a table
-// module holds only its layout.
-#include <map>
+// indexed hardware table. A concrete table is a layout (see below): its key-to-row formula, its
+// copies and its row codec. The engine writes rows only when their words change, walks every
+// row at start, repairs position-dependent ("static") bits, reconciles software with hardware
+// after a restart and converges every row to what software wants once a start is over.
+//
+// A direct layout, besides the names of TarnTableDescribed.h:
+//   using Entry = ArpEntry; using Table = ArpTable; using Convertor = ArpConvertor;  (thin classes)
+//   static constexpr U8 hwEntryWords = 4;
+//   static constexpr StaticWord staticWords[] = {{1, 0xFFFFFFF0u}};   (optional)
+//   static constexpr bool programsUnchanged = true;  (optional, default true: an unchanged value
+//                                                     set again is programmed, repairing its row)
+//   explicit XLayout(const TarnSwitch::ChipProfile&);
+//   void declare(const HwTables&) const;                 // the copies and their registers
+//   HwIndex hwIndexFromKey(const Key&) const;  Key keyFromHwIndex(HwIndex) const;
+//   void setStaticBuffer(HwIndex, U32* buffer) const;
+//   void encodeResult(const Result&, U32* buffer) const;  Result decodeResult(const U32*) const;
+//   (or, for rows whose copies differ or that carry their own valid bit, the general forms
+//    `void encodeRow(const RowItem<XLayout>&, HwIndex, U8 encoding, U32*) const` and
+//    `bool decodeRow(HwIndex, const U32*, RowItem<XLayout>&) const`)
+#include <optional>
 #include <string>
 
-#include "Fen/Collection.h"
 #include "Fen/Ptr.h"
-#include "Fen/Trace.h"
-#include "Fen/Value.h"
 #include "TarnSwitchApi/SwTable.h"
+#include "TarnSwitchTable/TarnTableDescribed.h"
 #include "TarnSwitchTable/TarnTableEntries.h"
-#include "TarnSwitchTable/TarnTableHwRow.h"
+#include "TarnSwitchTable/TarnTableReconcile.h"
 
 namespace TarnSwitchTable {
 
 using TarnSwitchApi::HwTableCollection;
-using TarnSwitchApi::HwTableDescriptor;
 using TarnSwitchApi::HwTableDescriptorConfig;
-using TarnSwitchApi::HwTableId;
-using TarnSwitchApi::HwTableRegisterMapping;
-using TarnSwitchApi::TableState;
 
 // The engine's trace handle (module "TarnTableDirectBase").
 const Fen::TraceHandle& directBaseTrace();
+
+// A static-word mask of a layout: bits of `word` that depend only on the row.
+struct StaticWord {
+  U8 word;
+  U32 mask;
+};
 
 // The row item handed between a direct table and its convertor.
 class DirectBaseEntry : public Fen::PtrInterface {
@@ -38,6 +52,12 @@ class DirectBaseEntry : public Fen::PtrInterface {
   virtual std::string toStrep() const = 0;
 };
 
+// Text form of an entry handle, or "NULL" when absent.
+template <class E>
+std::string entryText(const Fen::Ptr<E>& e) {
+  return e ? e->toStrep() : "NULL";
+}
+
 class DirectBaseConvertor;
 
 class DirectBaseTable : public TarnSwitchApi::SwTable {
@@ -45,10 +65,12 @@ class DirectBaseTable : public TarnSwitchApi::SwTable {
   using SwTable::SwTable;
   const char* fwkType() const override { return "TarnSwitchTable::DirectBaseTable"; }
 
-  // Builds the convertor, hands it the descriptor configuration and chip, connects it, lets it
-  // set its static-word masks and runs doInitDirectTable.
+  // Builds the convertor, connects it (it sets its static-word masks) and runs
+  // doInitDirectTable.
   void doSetProfileConvertor(Fen::Ptr<HwTableDescriptorConfig> config,
                              Fen::Ptr<HwTableCollection> chip) override;
+  // Ends a start: every row converges to what software wants (see TarnTableReconcile.h).
+  void doInitComplete() override;
 
   virtual Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const = 0;
   virtual bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
@@ -63,7 +85,7 @@ class DirectBaseTable : public TarnSwitchApi::SwTable {
 
   // Hook run once the convertor is connected; traces the table's name.
   virtual void doInitDirectTable();
-  // The trace handle of the concrete table's module (the engine's own by default).
+  // The trace handle of the concrete table's module.
   virtual const Fen::TraceHandle& moduleTrace() const { return directBaseTrace(); }
   // Programs the row of a changed key (its result, or the null row when absent).
   void handleDirectEntry(const Fen::PtrConst<DirectBaseEntry>& directEntry);
@@ -71,39 +93,36 @@ class DirectBaseTable : public TarnSwitchApi::SwTable {
   DirectBaseConvertor* profileConvertor() const;
 };
 
-class DirectBaseConvertor : public HwRowConvertor {
+class DirectBaseConvertor : public RowConvertor {
  public:
   // `hwEntryWords` above 8 raises the DataArrayIndex range exception.
   DirectBaseConvertor(DirectBaseTable* swTable, U8 hwEntryWords);
   const char* fwkType() const override { return "TarnSwitchTable::DirectBaseConvertor"; }
 
-  void syncEntries() override;
   virtual HwIndex hwIndexFromItem(const Fen::PtrConst<DirectBaseEntry>& item) const = 0;
   // Writes the static bits of row `index` into `buffer` (hwEntryWords words).
   virtual void setStaticBuffer(HwIndex index, U32* buffer) = 0;
-  // Encodes the item into `buffer`, static bits included.
+  // Encodes the item into `buffer` as hardware table 0 holds it, static bits included.
   virtual void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& item, U32* buffer) = 0;
   // A new item for row `index` with `valid` false and a zero result.
   virtual Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const = 0;
-  // Reads row `index` of hardware table 0 as an item, valid when the row is not empty.
+  // Reads row `index` of its first copy as an item, valid when the row is not empty.
   virtual Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) = 0;
-  // The item that the words of row `index` (8 words, missing ones 0) decode to.
-  virtual Fen::Ptr<DirectBaseEntry> decodeHwWords(HwIndex index, const U32* words) const = 0;
 
-  // Writes the item's row to every hardware copy whose words differ.
-  void hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& directEntry);
+  // Writes the item's row to every copy whose words differ.
+  virtual void hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& directEntry) = 0;
   // Writes the null encoding of row `index`.
   void hwTableEntryDel(HwIndex index);
-  // Visits every row of table 0's range: reset empties it, otherwise sanitizeEntry.
-  void initHwEntries(bool resetHw);
+  // Visits every row: reset empties it, otherwise sanitizeEntry (during a start, the
+  // convergence that ends it does the work).
+  virtual void initHwEntries(bool resetHw) = 0;
   // Repairs the static bits of row `index` in every copy, keeping the data bits.
-  void sanitizeEntry(HwIndex index);
-  // Every copy mirrors table 0: the encoding of software's entry for the row, or of the null
-  // entry; 0 outside table 0's range, for a missing copy and while table 0 is disabled.
-  unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override;
+  virtual void sanitizeEntry(HwIndex index) = 0;
+  // Every row of every copy converges to software's entries (doInitComplete).
+  virtual void converge() = 0;
   // Decodes row `index` of hardware table `id` (a corrupted row reads as empty); an unknown copy
   // raises the range exception.
-  Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index);
+  virtual Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index) = 0;
 
   DirectBaseTable* swTable() const { return swTable_; }
 
@@ -112,46 +131,105 @@ class DirectBaseConvertor : public HwRowConvertor {
 };
 
 // ---------------------------------------------------------------------------------------------
-// Typed layer: key and result value types, the entry that carries them, the table that keeps
-// them and the convertor hooks that follow from a key-to-row formula and a row codec.
+// Typed layer: everything follows from the layout `Desc`.
 
-// Entry of a direct table. D names itself with `static constexpr const char* fenTypeName`.
-template <class D, class K, class R>
+// `Desc::programsUnchanged`, or true.
+template <class Desc, class = void>
+struct ProgramsUnchanged : std::true_type {};
+template <class Desc>
+struct ProgramsUnchanged<Desc, std::void_t<decltype(Desc::programsUnchanged)>>
+    : std::bool_constant<Desc::programsUnchanged> {};
+
+// Whether a layout lists static-word masks (`Desc::staticWords`).
+template <class Desc, class = void>
+struct HasStaticWords : std::false_type {};
+template <class Desc>
+struct HasStaticWords<Desc, std::void_t<decltype(Desc::staticWords)>> : std::true_type {};
+
+// Entry of a direct table described by Desc.
+template <class Desc>
 class DirectEntry : public DirectBaseEntry {
  public:
-  using Key = K;
-  using Result = R;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Item = RowItem<Desc>;
   Key key;
   Result result;
 
-  const char* fwkType() const override { return D::fenTypeName; }
-  std::string toStrep() const override { return itemStrep(D::fenTypeName, valid, key, result); }
+  const char* fwkType() const override { return Desc::entryName; }
+  std::string toStrep() const override { return item().toStrep(); }
+  Item item() const { return Item{valid, key, result}; }
+  void itemIs(const Item& i) {
+    valid = i.valid;
+    key = i.key;
+    result = i.result;
+  }
 };
 
-// Text form of an entry handle, or "NULL" when absent.
-template <class E>
-std::string entryText(const Fen::Ptr<E>& e) {
-  return e ? e->toStrep() : "NULL";
-}
+template <class Desc>
+class DirectConvertor;
 
-template <class Entry>
-class DirectTable : public DirectBaseTable, public TableEntries<DirectTable<Entry>, Entry> {
+// The layout's row codec in its general form, from the simple one where it has only that.
+template <class L, class = void>
+struct DirectCodec {
+  static void encode(const L& l, const RowItem<L>& item, HwIndex row, U8, U32* buffer) {
+    l.encodeResult(item.result, buffer);
+    l.setStaticBuffer(row, buffer);
+  }
+  static bool decode(const L& l, HwIndex row, const U32* words, RowItem<L>& item) {
+    item.key = l.keyFromHwIndex(row);
+    item.result = l.decodeResult(words);
+    return item.valid = !(item.result == typename L::Result());
+  }
+};
+template <class L>
+struct DirectCodec<L, std::void_t<decltype(&L::encodeRow)>> {
+  static void encode(const L& l, const RowItem<L>& item, HwIndex row, U8 encoding, U32* buffer) {
+    l.encodeRow(item, row, encoding, buffer);
+  }
+  static bool decode(const L& l, HwIndex row, const U32* words, RowItem<L>& item) {
+    return l.decodeRow(row, words, item);
+  }
+};
+
+template <class Desc>
+class DirectTable
+    : public DirectBaseTable,
+      public TableEntries<DirectTable<Desc>, typename Desc::Key, typename Desc::Result> {
  public:
-  using Key = typename Entry::Key;
-  using Result = typename Entry::Result;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Entry = typename Desc::Entry;
+  using Item = RowItem<Desc>;
+  using Layout = Desc;
+  static constexpr bool programsUnchanged = ProgramsUnchanged<Desc>::value;
   using DirectBaseTable::DirectBaseTable;
 
+  const char* fwkType() const override { return Desc::tableName; }
+  const Fen::TraceHandle& moduleTrace() const override {
+    return TarnSwitchTable::moduleTrace<Desc>();
+  }
+  Fen::Ptr<DirectBaseConvertor> profileConvertorFactory() const override {
+    return Fen::makePtr<typename Desc::Convertor>(const_cast<DirectTable*>(this));
+  }
+  typename Desc::Convertor* profileConvertor() const {
+    return static_cast<typename Desc::Convertor*>(profileConvertorPtr());
+  }
+
   bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    return this->itemKeyHas(cast(item));
+    return this->entry(cast(item).key) != nullptr;
   }
   void entryIsByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
     this->entryIs(cast(item).key, cast(item).result);
   }
   bool entryEqualByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    return this->itemEqual(cast(item));
+    const Result* r = this->entry(cast(item).key);
+    return r && *r == cast(item).result;
   }
   void updateDirectItem(const Fen::Ptr<DirectBaseEntry>& item) const override {
-    this->itemResultLoad(static_cast<Entry&>(*item));
+    Entry& e = static_cast<Entry&>(*item);
+    const Result* r = this->entry(e.key);
+    e.result = r ? *r : Result();
   }
   bool hwInconsistentEntryFromDirectItem(
       const Fen::PtrConst<DirectBaseEntry>& item) const override {
@@ -160,83 +238,174 @@ class DirectTable : public DirectBaseTable, public TableEntries<DirectTable<Entr
   void hwInconsistentEntryDelFromDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
     this->hwInconsistentEntryDel(cast(item).key);
   }
+  std::string decodeRowText(HwTableId id, HwIndex index) override {
+    if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
+    return profileConvertor()->decodeHwRow(id, index)->toStrep();
+  }
 
  private:
-  friend class TableEntries<DirectTable<Entry>, Entry>;
+  friend class TableEntries<DirectTable, Key, Result>;
 
-  // Programs the row of `k` holding `r`, or its null row when r is nullptr. Reuses one item
-  // across calls, so programming allocates nothing once the table is warm.
+  // Programs the row of `k` holding `r`, or its null row when r is nullptr. Nothing is
+  // allocated and, with tracing off, nothing is formatted.
   void programEntry(const Key& k, const Result* r) {
-    if (!profileConvertorPtr()) return;
-    FEN_TRACE(
-        moduleTrace(), 8,
-        "void " << fwkType() << "::handleEntry(const " << Key::fenTypeName << "&) " << k.toStrep());
-    if (!scratch_.unique()) scratch_ = Fen::makePtr<Entry>();
-    scratch_->valid = r != nullptr;
-    scratch_->key = k;
-    scratch_->result = r ? *r : Result();
-    FEN_TRACE(moduleTrace(), 8, "Programming Entry " << scratch_->toStrep());
-    handleDirectEntry(scratch_);
+    auto* conv = profileConvertor();
+    if (!conv) return;
+    FEN_TRACE(moduleTrace(), 8,
+              "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
+                      << k.toStrep());
+    const Item item{r != nullptr, k, r ? *r : Result()};
+    FEN_TRACE(moduleTrace(), 8, Texts::programming << item.toStrep());
+    conv->programItem(item);
   }
   static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {
     return static_cast<const Entry&>(*item);
   }
-
-  Fen::Ptr<Entry> scratch_;
 };
 
-// Convertor hooks that follow from the key-to-row formula (hwIndexFromKey, keyFromHwIndex) and
-// the row codec (encodeResult, decodeResult). An entry is valid when its result is not the empty
-// result.
-template <class Entry>
+template <class Desc>
 class DirectConvertor : public DirectBaseConvertor {
  public:
-  using Key = typename Entry::Key;
-  using Result = typename Entry::Result;
-  using DirectBaseConvertor::DirectBaseConvertor;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Entry = typename Desc::Entry;
+  using Item = RowItem<Desc>;
+  using Table = typename Desc::Table;
+  using Codec = DirectCodec<Desc>;
+  static constexpr const char* syncSignature =
+      "virtual void TarnSwitchTable::DirectBaseConvertor::syncEntries()";
+  static constexpr const char* itemLabel = " ";
 
-  virtual HwIndex hwIndexFromKey(const Key& k) const = 0;
-  virtual Key keyFromHwIndex(HwIndex index) const = 0;
-  // Writes the result's data bits into the row buffer (static bits are set afterwards).
-  virtual void encodeResult(const Result& r, U32* buffer) const = 0;
-  // Reads the result from a row's words (8 words, missing ones 0).
-  virtual Result decodeResult(const U32* words) const = 0;
+  explicit DirectConvertor(DirectTable<Desc>* table)
+      : DirectBaseConvertor(table, Desc::hwEntryWords) {}
+  const char* fwkType() const override { return Desc::convertorName; }
 
-  HwIndex hwIndexFromItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
-    return hwIndexFromKey(static_cast<const Entry&>(*item).key);
+  const Desc& layout() const { return *layout_; }
+  Table& table() const { return static_cast<Table&>(*swTable()); }
+
+  // The layout is built for the connected chip's profile, with the static-word masks.
+  void handleInitialized() override {
+    layout_.emplace(profile());
+    hwStaticWordDelAll();
+    if constexpr (HasStaticWords<Desc>::value) {
+      for (const StaticWord& s : Desc::staticWords) hwStaticWordIs(s.word, s.mask);
+    }
   }
-  void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& item, U32* buffer) override {
-    encodeResult(static_cast<const Entry&>(*item).result, buffer);
-    setStaticBuffer(hwIndexFromItem(item), buffer);
+  void doCreateHwTables(TableState state, bool resetHw) override {
+    FEN_TRACE(trace(), 8,
+              "virtual void " << Desc::convertorName
+                              << "::doCreateHwTables(TarnSwitchApi::TableState, bool) "
+                              << unsigned(state) << " " << (resetHw ? "true" : "false"));
+    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
+    if (state == TableState::init) initHwEntries(resetHw);
+  }
+
+  HwIndex hwIndexFromKey(const Key& k) const { return layout_->hwIndexFromKey(k); }
+  Key keyFromHwIndex(HwIndex index) const { return layout_->keyFromHwIndex(index); }
+
+  // Programs one item: its row in every copy, written where the words differ.
+  void programItem(const Item& item) {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::DirectBaseConvertor::hwTableEntryIs("
+              "Fen::PtrConst<TarnSwitchTable::DirectBaseEntry>) "
+                  << item.toStrep());
+    if (!enabled()) return;
+    writeItemRow(*this, item, layout_->hwIndexFromKey(item.key));
+  }
+
+  // Reconcile hooks (TarnTableReconcile.h).
+  void encodeItem(const Item& item, HwIndex row, U8 encoding, U32* buffer) const {
+    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+    Codec::encode(*layout_, item, row, encoding, buffer);
+  }
+  void staticWords(HwIndex row, U32* buffer) const {
+    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+    layout_->setStaticBuffer(row, buffer);
+  }
+  void nullItem(HwIndex row, Item& item) const {
+    item.valid = false;
+    item.key = layout_->keyFromHwIndex(row);
+    item.result = Result();
+  }
+  bool decodeItem(HwIndex row, const U32* words, Item& item) const {
+    return Codec::decode(*layout_, row, words, item);
+  }
+  bool softwareItem(HwIndex row, Item& item) const {
+    item.key = layout_->keyFromHwIndex(row);
+    const Result* r = table().entry(item.key);
+    item.valid = r != nullptr;
+    item.result = r ? *r : Result();
+    return item.valid;
+  }
+  bool syncPlace(HwIndex, const Item&) const { return true; }
+  void syncResultIs(HwIndex, const Item&) const {}
+  void convergePrepare() const {}
+
+  // The engine's operations.
+  void syncEntries() override { syncRows(*this); }
+  void initHwEntries(bool resetHw) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::DirectBaseConvertor::initHwEntries(bool) "
+                  << (resetHw ? "true" : "false"));
+    initRows(*this, resetHw);
+  }
+  void sanitizeEntry(HwIndex index) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::DirectBaseConvertor::sanitizeEntry(TarnSwitchApi::HwIndex) "
+                  << index);
+    sanitizeRow(*this, index);
+  }
+  void converge() override { convergeRows(*this); }
+  unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override {
+    return expectedRowWords(*this, id, index, words);
+  }
+
+  // The item hooks of the engine, on entries of this table.
+  void hwTableEntryIs(const Fen::PtrConst<DirectBaseEntry>& e) override {
+    programItem(static_cast<const Entry&>(*e).item());
+  }
+  HwIndex hwIndexFromItem(const Fen::PtrConst<DirectBaseEntry>& e) const override {
+    return layout_->hwIndexFromKey(static_cast<const Entry&>(*e).key);
+  }
+  void setStaticBuffer(HwIndex index, U32* buffer) override {
+    layout_->setStaticBuffer(index, buffer);
+  }
+  void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& e, U32* buffer) override {
+    const Item item = static_cast<const Entry&>(*e).item();
+    Codec::encode(*layout_, item, layout_->hwIndexFromKey(item.key), copies().front().encoding,
+                  buffer);
   }
   Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const override {
-    auto e = Fen::makePtr<Entry>();
-    e->key = keyFromHwIndex(index);
-    return e;
+    Item item;
+    nullItem(index, item);
+    return entryOf(item);
   }
   Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) override {
-    const Fen::TraceHandle& trace = swTable()->moduleTrace();
-    FEN_TRACE(trace, 8,
+    FEN_TRACE(trace(), 8,
               "virtual Fen::Ptr<TarnSwitchTable::DirectBaseEntry> "
               "TarnSwitchTable::DirectBaseConvertor::decodeHwEntry(TarnSwitchApi::HwIndex) "
                   << index);
-    // The key first: a row past the last port is refused with the key's own range message.
+    const Copy* primary = primaryCopy(index);
+    return decodeHwRow(primary ? primary->id : 0, index);
+  }
+  Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index) override {
+    Item item;
+    item.key = layout_->keyFromHwIndex(index);  // a row past the last key is refused first
+    U32 words[hwEntryMaxWords];
+    readRow(copyChecked(id), index, words);
+    decodeItem(index, words, item);
+    FEN_TRACE(swTable()->moduleTrace(), 7, Texts::decoded << item.toStrep());
+    return entryOf(item);
+  }
+
+ private:
+  static Fen::Ptr<DirectBaseEntry> entryOf(const Item& item) {
     auto e = Fen::makePtr<Entry>();
-    e->key = keyFromHwIndex(index);
-    U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
-    readHwWords(0, index, words);
-    e->result = decodeResult(words);
-    e->valid = !(e->result == Result());
-    FEN_TRACE(trace, 7, "Decoded entry is " << e->toStrep());
+    e->itemIs(item);
     return e;
   }
-  Fen::Ptr<DirectBaseEntry> decodeHwWords(HwIndex index, const U32* words) const override {
-    auto e = Fen::makePtr<Entry>();
-    e->key = keyFromHwIndex(index);
-    e->result = decodeResult(words);
-    e->valid = !(e->result == Result());
-    return e;
-  }
+
+  std::optional<Desc> layout_;
 };
 
 }  // namespace TarnSwitchTable

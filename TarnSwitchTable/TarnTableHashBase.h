@@ -5,23 +5,34 @@
 // the hardware at start, repairs position-dependent bits and, after a restart, teaches the cuckoo
 // engine the placement hardware already holds and reconciles software with it. The hardware
 // table holds the ways one after the other: HwIndex = way << hashBits | bucket.
-#include <map>
+//
+// A hashed layout, besides the names of TarnTableDescribed.h:
+//   using Entry = XTableCuckooEntry; using Table = XTable; using Convertor = XConvertor;
+//   static constexpr U8 hwEntryWords = 6;
+//   static constexpr U32 hashBuckets = 8192, hashBits = 13, hashWays = 3, hashEntries = 1;
+//   static constexpr StaticWord staticWords[] = {{4, 0xFFFFFFFFu}};   (optional)
+//   static constexpr bool programsUnchanged = false;                  (optional, default true)
+//   static U32 bucket(const Key&, U8 way);                  // the key's bucket in that way
+//   explicit XLayout(const TarnSwitch::ChipProfile&);
+//   void declare(const HwTables&) const;                    // the copies and their registers
+//   void setStaticBuffer(const CuckooLocation&, U32* buffer) const;
+//   void encodeEntry(const RowItem<XLayout>&, U32* buffer) const;    // key, result and valid
+//   bool decodeEntry(const U32* words, const CuckooLocation&, RowItem<XLayout>&) const;
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "Fen/Collection.h"
 #include "Fen/Ptr.h"
-#include "Fen/Trace.h"
+#include "Fen/PtrPool.h"
 #include "Keel/Cuckoo.h"
 #include "TarnSwitchApi/SwTable.h"
+#include "TarnSwitchTable/TarnTableDescribed.h"
+#include "TarnSwitchTable/TarnTableDirectBase.h"
 #include "TarnSwitchTable/TarnTableEntries.h"
-#include "TarnSwitchTable/TarnTableHwRow.h"
+#include "TarnSwitchTable/TarnTableReconcile.h"
 
 namespace TarnSwitchTable {
 
 using Keel::Cuckoo::CuckooLocation;
-using TarnSwitchApi::HwTableCollection;
-using TarnSwitchApi::HwTableDescriptorConfig;
 
 // The engine's trace handle (module "TarnTableHashBase").
 const Fen::TraceHandle& hashBaseTrace();
@@ -46,6 +57,8 @@ class HashBaseTable : public TarnSwitchApi::SwTable {
   // Builds and connects the convertor, lets it set its masks and creates the cuckoo engine.
   void doSetProfileConvertor(Fen::Ptr<HwTableDescriptorConfig> config,
                              Fen::Ptr<HwTableCollection> chip) override;
+  // Ends a start: every software entry is placed and every location converges to it.
+  void doInitComplete() override;
 
   virtual Fen::Ptr<HashBaseConvertor> profileConvertorFactory() const = 0;
   virtual bool entryHasByHashItem(const HashEntryConstPtr& item) const = 0;
@@ -58,6 +71,8 @@ class HashBaseTable : public TarnSwitchApi::SwTable {
   virtual void hwInconsistentEntryDelFromHashItem(const HashEntryConstPtr& item) = 0;
   // Drops the table's own cuckoo entry for the item's key.
   virtual void hashItemDelFromHashItem(const HashEntryConstPtr& item) = 0;
+  // Makes the item the table's own cuckoo entry for its key (an entry placed from hardware).
+  virtual void hashItemIsFromHashItem(const HashEntryConstPtr& item) = 0;
 
   // Creates the cuckoo configuration, status and hash table from the convertor's geometry.
   void doInitHashTable();
@@ -68,7 +83,7 @@ class HashBaseTable : public TarnSwitchApi::SwTable {
   void handlePendingCuckooCmds();
   // Whether the item's key is placed or could be placed now; changes nothing.
   bool hashEntryInsertable(const HashEntryConstPtr& item) const;
-  // The trace handle of the concrete table's module (the engine's own by default).
+  // The trace handle of the concrete table's module.
   virtual const Fen::TraceHandle& moduleTrace() const { return hashBaseTrace(); }
 
   U32 hashWays() const { return hashWays_; }
@@ -97,15 +112,15 @@ class HashBaseTable : public TarnSwitchApi::SwTable {
   Fen::Ptr<Keel::Cuckoo::Config> config_;
 };
 
-class HashBaseConvertor : public HwRowConvertor {
+class HashBaseConvertor : public RowConvertor {
  public:
   // `hwEntryWords` above 8 raises the DataArrayIndex range exception; hashBuckets must be
-  // 2 ^ hashBits.
+  // 2 ^ hashBits; a bucket of more than one entry raises the range exception (a row holds one
+  // entry).
   HashBaseConvertor(HashBaseTable* swTable, U8 hwEntryWords, U32 hashBuckets, U32 hashBits,
                     U32 hashWays, U32 hashEntries);
   const char* fwkType() const override { return "TarnSwitchTable::HashBaseConvertor"; }
 
-  void syncEntries() override;
   // Writes the static bits of `location` into `buffer` (hwEntryWords words).
   virtual void setStaticBuffer(const CuckooLocation& location, U32* buffer) = 0;
   // Encodes the item for `location` into `buffer`, static bits included.
@@ -113,24 +128,22 @@ class HashBaseConvertor : public HwRowConvertor {
                            U32* buffer) = 0;
   // A new entry with `valid` false.
   virtual HashEntryPtr nullHashEntry() const = 0;
-  // Reads entry `index` of hardware table 0 as an item, valid when the location is not empty.
+  // Reads entry `index` of its first copy as an item, valid when the location is not empty.
   virtual HashEntryPtr decodeHwEntry(HwIndex index) = 0;
-  // The item that the words of entry `index` (8 words, missing ones 0) decode to.
-  virtual HashEntryPtr decodeHwWords(HwIndex index, const U32* words) const = 0;
 
   // Writes the item's encoding at `location` to every copy whose words differ.
-  void hwTableEntryIs(const HashEntryConstPtr& item, const CuckooLocation& location);
+  virtual void hwTableEntryIs(const HashEntryConstPtr& item, const CuckooLocation& location) = 0;
   // Writes the null encoding at `location`.
-  void hwTableEntryDel(const CuckooLocation& location);
-  // Visits every entry of table 0's range: reset empties it, otherwise sanitizeEntry.
-  void initHwEntries(bool resetHw);
+  virtual void hwTableEntryDel(const CuckooLocation& location) = 0;
+  // Visits every location: reset empties it, otherwise sanitizeEntry (during a start, the
+  // convergence that ends it does the work).
+  virtual void initHwEntries(bool resetHw) = 0;
   // Repairs the static bits of entry `index` in every copy, keeping the data bits.
-  void sanitizeEntry(HwIndex index, const CuckooLocation& location);
-  // The encoding of what the cuckoo engine holds at the location (or of the null entry); every
-  // copy mirrors table 0.
-  unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override;
+  virtual void sanitizeEntry(HwIndex index, const CuckooLocation& location) = 0;
+  // Every location of every copy converges to the cuckoo engine's placement (doInitComplete).
+  virtual void converge() = 0;
   // Decodes entry `index` of hardware table `id`; an unknown copy raises the range exception.
-  HashEntryPtr decodeHwRow(HwTableId id, HwIndex index);
+  virtual HashEntryPtr decodeHwRow(HwTableId id, HwIndex index) = 0;
 
   HwIndex hwIndex(const CuckooLocation& location) const {
     return (HwIndex(location.tableId.value()) << hashBits_) | location.bucket;
@@ -146,13 +159,8 @@ class HashBaseConvertor : public HwRowConvertor {
   U32 hashEntries() const { return hashEntries_; }
   HashBaseTable* swTable() const { return swTable_; }
 
- protected:
-  // Reads entry `index` of hardware table 0 into `words` (8 words, missing ones 0).
-  void readHwWords0(HwIndex index, U32* words) { readHwWords(0, index, words); }
-
  private:
   HashBaseTable* swTable_;
-  HashEntryConstPtr nullEntry_;  // made once: emptying a location allocates nothing
   U32 hashBuckets_;
   U32 hashBits_;
   U32 hashWays_;
@@ -160,55 +168,81 @@ class HashBaseConvertor : public HwRowConvertor {
 };
 
 // ---------------------------------------------------------------------------------------------
-// Typed layer: the entry that carries a key and a result, the table that keeps them with one
-// cuckoo entry per placed key, and the convertor hooks that follow from a row codec.
+// Typed layer: everything follows from the layout `Desc`.
 
-// Entry of a hashed table. D names itself with `static constexpr const char* fenTypeName` and
-// supplies getHash(way) from its key.
-template <class D, class K, class R>
-class HashEntry : public HashBaseCuckooEntry {
+// Entry of a hashed table described by Desc: its bucket in a way is the layout's.
+template <class Desc>
+class HashEntry : public HashBaseCuckooEntry, public Fen::Pooled<typename Desc::Entry> {
  public:
-  using Key = K;
-  using Result = R;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Item = RowItem<Desc>;
   Key key;
   Result result;
 
-  const char* fwkType() const override { return D::fenTypeName; }
+  const char* fwkType() const override { return Desc::entryName; }
   bool isEqual(const Fen::Ptr<const Keel::Cuckoo::HashItem>& other) const override {
     return static_cast<const HashEntry&>(*other).key == key;
   }
-  std::string toStrep() const override { return itemStrep(D::fenTypeName, valid, key, result); }
+  U32 getHash(U8 way) const override { return Desc::bucket(key, way); }
+  std::string toStrep() const override { return item().toStrep(); }
+  // Entries of the table's pool go back to it.
+  void zeroReferencesIs() override { this->release(static_cast<typename Desc::Entry*>(this)); }
+  Item item() const { return Item{valid, key, result}; }
+  void itemIs(const Item& i) {
+    valid = i.valid;
+    key = i.key;
+    result = i.result;
+  }
 };
 
-template <class Entry>
-class HashTable : public HashBaseTable, public TableEntries<HashTable<Entry>, Entry> {
+template <class Desc>
+class HashTable : public HashBaseTable,
+                  public TableEntries<HashTable<Desc>, typename Desc::Key, typename Desc::Result> {
  public:
-  using Key = typename Entry::Key;
-  using Result = typename Entry::Result;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Entry = typename Desc::Entry;
+  using Item = RowItem<Desc>;
+  using Layout = Desc;
+  static constexpr bool programsUnchanged = ProgramsUnchanged<Desc>::value;
   using HashBaseTable::HashBaseTable;
+
+  const char* fwkType() const override { return Desc::tableName; }
+  const Fen::TraceHandle& moduleTrace() const override {
+    return TarnSwitchTable::moduleTrace<Desc>();
+  }
+  Fen::Ptr<HashBaseConvertor> profileConvertorFactory() const override {
+    return Fen::makePtr<typename Desc::Convertor>(const_cast<HashTable*>(this));
+  }
+  typename Desc::Convertor* profileConvertor() const {
+    return static_cast<typename Desc::Convertor*>(profileConvertorPtr());
+  }
 
   // Whether `k` is placed or could be placed now, without changing anything. entryIs of a key
   // the hardware table cannot place stops the process: ask this first.
   bool entryInsertable(const Key& k) const {
-    if (items_.count(k) != 0) return true;
-    if (!probe_) probe_ = Fen::makePtr<Entry>();
+    if (items_.has(k)) return true;
     probe_->key = k;
     return hashEntryInsertable(probe_);
   }
+  // The table's own cuckoo entries, by key: exactly the keys the cuckoo engine holds.
+  const Fen::KeyedCollection<Key, Fen::Ptr<Entry>>& hashItem() const { return items_; }
 
   bool entryHasByHashItem(const HashEntryConstPtr& item) const override {
-    return this->itemKeyHas(cast(item));
+    return this->entry(cast(item).key) != nullptr;
   }
   void entryIsByHashItem(const HashEntryConstPtr& item) override {
-    adopt(item);
     this->entryIs(cast(item).key, cast(item).result);
   }
   bool entryEqualByHashItem(const HashEntryConstPtr& item) const override {
-    return this->itemEqual(cast(item));
+    const Result* r = this->entry(cast(item).key);
+    return r && *r == cast(item).result;
   }
   void updateHashItem(const HashEntryPtr& item) const override {
-    this->itemResultLoad(static_cast<Entry&>(*item));
-    adopt(item);
+    Entry& e = static_cast<Entry&>(*item);
+    const Result* r = this->entry(e.key);
+    e.result = r ? *r : Result();
   }
   bool hwInconsistentEntryFromHashItem(const HashEntryConstPtr& item) const override {
     return this->hwInconsistentEntry(cast(item).key);
@@ -217,90 +251,217 @@ class HashTable : public HashBaseTable, public TableEntries<HashTable<Entry>, En
     this->hwInconsistentEntryDel(cast(item).key);
   }
   void hashItemDelFromHashItem(const HashEntryConstPtr& item) override {
-    auto it = items_.find(cast(item).key);
-    if (it == items_.end()) return;
-    if (spare_.size() < maxSpareItems) spare_.push_back(it->second);
-    items_.erase(it);
+    items_.del(cast(item).key);
+  }
+  void hashItemIsFromHashItem(const HashEntryConstPtr& item) override {
+    items_.set(cast(item).key, Fen::Ptr<Entry>(const_cast<Entry*>(&cast(item))));
+  }
+  std::string decodeRowText(HwTableId id, HwIndex index) override {
+    if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
+    return profileConvertor()->decodeHwRow(id, index)->toStrep();
+  }
+
+  // A new cuckoo entry from the table's pool (not yet the table's own).
+  Fen::Ptr<Entry> newItem() { return pool_->take(); }
+  // The table's own cuckoo entry of `k`, or nullptr.
+  Entry* ownItem(const Key& k) const {
+    const Fen::Ptr<Entry>* e = items_.find(k);
+    return e ? e->ptr() : nullptr;
+  }
+  // Places every software entry the cuckoo engine does not hold yet.
+  void placeUnplacedEntries() {
+    if (items_.size() == this->entry().size()) return;
+    for (const Key& k : this->entry().keys()) {
+      if (!items_.has(k)) this->handleEntry(k);
+    }
   }
 
  private:
-  friend class TableEntries<HashTable<Entry>, Entry>;
-  static constexpr std::size_t maxSpareItems = 64;
+  friend class TableEntries<HashTable, Key, Result>;
 
   // Programs `k` holding `r`, or its removal when r is nullptr. Each placed key has one item,
   // shared with the cuckoo engine and updated in place, so a change of result rewrites the
-  // key's location and a later move carries the current result. Items of deleted keys are
-  // kept for reuse.
+  // key's location and a later move carries the current result.
   void programEntry(const Key& k, const Result* r) {
-    if (!profileConvertorPtr()) return;
-    FEN_TRACE(
-        moduleTrace(), 8,
-        "void " << fwkType() << "::handleEntry(const " << Key::fenTypeName << "&) " << k.toStrep());
-    auto it = items_.find(k);
-    if (!r && it == items_.end()) return;  // never placed: nothing in hardware
-    Fen::Ptr<Entry> item = it != items_.end() ? it->second : newItem(k);
+    if (!profileConvertor()) return;
+    FEN_TRACE(moduleTrace(), 8,
+              "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
+                      << k.toStrep());
+    Entry* owned = ownItem(k);
+    if (!r && !owned) return;  // never placed: nothing in hardware
+    Fen::Ptr<Entry> item = owned ? Fen::Ptr<Entry>(owned) : newItem();
+    item->key = k;
     item->valid = r != nullptr;
     if (r) item->result = *r;
-    FEN_TRACE(moduleTrace(), 8, "Programming Entry " << item->toStrep());
+    if (!owned) items_.set(k, item);
+    FEN_TRACE(moduleTrace(), 8, Texts::programming << item->toStrep());
     handleHashEntry(item);
-  }
-  Fen::Ptr<Entry> newItem(const Key& k) {
-    Fen::Ptr<Entry> item;
-    if (!spare_.empty() && spare_.back().unique()) {
-      item = spare_.back();
-      spare_.pop_back();
-    } else {
-      item = Fen::makePtr<Entry>();
-    }
-    item->key = k;
-    items_.emplace(k, item);
-    return item;
-  }
-  // The cuckoo engine holds the item read from hardware: it becomes the key's own item.
-  void adopt(const HashEntryConstPtr& item) const {
-    items_[cast(item).key] = Fen::Ptr<Entry>(const_cast<Entry*>(&cast(item)));
   }
   static const Entry& cast(const HashEntryConstPtr& item) {
     return static_cast<const Entry&>(*item);
   }
 
-  mutable std::map<Key, Fen::Ptr<Entry>> items_;
-  std::vector<Fen::Ptr<Entry>> spare_;
-  mutable Fen::Ptr<Entry> probe_;
+  Fen::Ptr<Fen::PtrPool<Entry>> pool_ = Fen::makePtr<Fen::PtrPool<Entry>>();
+  Fen::KeyedCollection<Key, Fen::Ptr<Entry>> items_;
+  Fen::Ptr<Entry> probe_ = pool_->take();
 };
 
-// Convertor hooks that follow from the row codec: encodeEntry writes key, result and `valid`,
-// decodeEntry reads them back.
-template <class Entry>
+template <class Desc>
 class HashConvertor : public HashBaseConvertor {
  public:
-  using HashBaseConvertor::HashBaseConvertor;
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Entry = typename Desc::Entry;
+  using Item = RowItem<Desc>;
+  using Table = typename Desc::Table;
+  static constexpr const char* syncSignature =
+      "virtual void TarnSwitchTable::HashBaseConvertor::syncEntries()";
+  static constexpr const char* itemLabel = " hashEntry ";
 
-  // Writes the entry's data bits into the row buffer (static bits are set afterwards).
-  virtual void encodeEntry(const Entry& e, U32* buffer) const = 0;
-  // Reads key, result and `valid` from a row's words (8 words, missing ones 0).
-  virtual void decodeEntry(const U32* words, Entry& e) const = 0;
+  explicit HashConvertor(HashTable<Desc>* table)
+      : HashBaseConvertor(table, Desc::hwEntryWords, Desc::hashBuckets, Desc::hashBits,
+                          Desc::hashWays, Desc::hashEntries) {}
+  const char* fwkType() const override { return Desc::convertorName; }
 
-  void setHwBuffer(const HashEntryConstPtr& item, const CuckooLocation& location,
+  const Desc& layout() const { return *layout_; }
+  Table& table() const { return static_cast<Table&>(*swTable()); }
+
+  // The layout is built for the connected chip's profile, with the static-word masks.
+  void handleInitialized() override {
+    layout_.emplace(profile());
+    hwStaticWordDelAll();
+    if constexpr (HasStaticWords<Desc>::value) {
+      for (const StaticWord& s : Desc::staticWords) hwStaticWordIs(s.word, s.mask);
+    }
+  }
+  void doCreateHwTables(TableState state, bool resetHw) override {
+    FEN_TRACE(trace(), 8,
+              "virtual void " << Desc::convertorName
+                              << "::doCreateHwTables(TarnSwitchApi::TableState, bool) "
+                              << unsigned(state) << " " << (resetHw ? "true" : "false"));
+    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
+    if (state == TableState::init) initHwEntries(resetHw);
+  }
+
+  // Reconcile hooks (TarnTableReconcile.h).
+  void encodeItem(const Item& item, HwIndex row, U8, U32* buffer) const {
+    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+    layout_->encodeEntry(item, buffer);
+    layout_->setStaticBuffer(cuckooLocation(row), buffer);
+  }
+  void staticWords(HwIndex row, U32* buffer) const {
+    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+    layout_->setStaticBuffer(cuckooLocation(row), buffer);
+  }
+  void nullItem(HwIndex, Item& item) const { item = Item(); }
+  bool decodeItem(HwIndex row, const U32* words, Item& item) const {
+    item = Item();
+    return item.valid = layout_->decodeEntry(words, cuckooLocation(row), item);
+  }
+  bool softwareItem(HwIndex row, Item& item) const {
+    const auto* resident = table().cuckooHashTable()->residentAt(cuckooLocation(row));
+    if (!resident) {
+      item = Item();
+      return false;
+    }
+    item = static_cast<const Entry&>(*resident).item();
+    return true;
+  }
+  // An entry read back stays where hardware holds it, unless its key does not hash there or
+  // was found earlier in the walk: then it is removed (written empty while enabled).
+  bool syncPlace(HwIndex row, const Item& item) {
+    const CuckooLocation location = cuckooLocation(row);
+    U32 hash[Keel::Cuckoo::maxWays];
+    for (U32 w = 0; w < hashWays(); ++w) hash[w] = Desc::bucket(item.key, U8(w));
+    auto& cuckoo = *table().cuckooHashTable();
+    const Entry* owned = table().ownItem(item.key);
+    if (hash[location.tableId.value()] != location.bucket ||
+        (owned && cuckoo.residentAt(location) != owned)) {
+      ring().write(8, Texts::removedMisplaced, item);
+      if (enabled()) {
+        Item empty;
+        writeItemRow(*this, empty, row);
+      }
+      return false;
+    }
+    Fen::Ptr<Entry> placed = table().newItem();
+    placed->itemIs(item);
+    Fen::Ptr<Keel::Cuckoo::Command> ec = cuckoo.setItemAtLocation(placed, location, hash);
+    FEN_ASSERT(ec->oldItem() == NULL);
+    table().hashItemIsFromHashItem(placed);
+    return true;
+  }
+  void syncResultIs(HwIndex, const Item& item) const {
+    table().ownItem(item.key)->result = item.result;
+  }
+  void convergePrepare() { table().placeUnplacedEntries(); }
+
+  // The engine's operations.
+  void syncEntries() override { syncRows(*this); }
+  void initHwEntries(bool resetHw) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::HashBaseConvertor::initHwEntries(bool) "
+                  << (resetHw ? "true" : "false"));
+    initRows(*this, resetHw);
+  }
+  void sanitizeEntry(HwIndex index, const CuckooLocation& location) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::HashBaseConvertor::sanitizeEntry(TarnSwitchApi::HwIndex, "
+              "const Keel::Cuckoo::CuckooLocation&) "
+                  << index << " " << location.toStrep());
+    sanitizeRow(*this, index);
+  }
+  void converge() override { convergeRows(*this); }
+  unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override {
+    return expectedRowWords(*this, id, index, words);
+  }
+
+  // The item hooks of the engine, on entries of this table.
+  void hwTableEntryIs(const HashEntryConstPtr& e, const CuckooLocation& location) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::HashBaseConvertor::hwTableEntryIs("
+              "Fen::PtrConst<TarnSwitchTable::HashBaseCuckooEntry>, "
+              "const Keel::Cuckoo::CuckooLocation&) "
+                  << e->toStrep() << " " << location.toStrep());
+    if (enabled()) writeItemRow(*this, static_cast<const Entry&>(*e).item(), hwIndex(location));
+  }
+  void hwTableEntryDel(const CuckooLocation& location) override {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::HashBaseConvertor::hwTableEntryDel("
+              "const Keel::Cuckoo::CuckooLocation&) "
+                  << location.toStrep());
+    if (enabled()) writeItemRow(*this, Item(), hwIndex(location));
+  }
+  void setStaticBuffer(const CuckooLocation& location, U32* buffer) override {
+    layout_->setStaticBuffer(location, buffer);
+  }
+  void setHwBuffer(const HashEntryConstPtr& e, const CuckooLocation& location,
                    U32* buffer) override {
-    encodeEntry(static_cast<const Entry&>(*item), buffer);
-    setStaticBuffer(location, buffer);
+    layout_->encodeEntry(static_cast<const Entry&>(*e).item(), buffer);
+    layout_->setStaticBuffer(location, buffer);
   }
   HashEntryPtr nullHashEntry() const override { return Fen::makePtr<Entry>(); }
   HashEntryPtr decodeHwEntry(HwIndex index) override {
-    FEN_TRACE(swTable()->moduleTrace(), 8,
+    FEN_TRACE(trace(), 8,
               "virtual Fen::Ptr<TarnSwitchTable::HashBaseCuckooEntry> "
               "TarnSwitchTable::HashBaseConvertor::decodeHwEntry(TarnSwitchApi::HwIndex) "
                   << index);
-    U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
-    readHwWords0(index, words);
-    return decodeHwWords(index, words);
+    const Copy* primary = primaryCopy(index);
+    return decodeHwRow(primary ? primary->id : 0, index);
   }
-  HashEntryPtr decodeHwWords(HwIndex, const U32* words) const override {
+  HashEntryPtr decodeHwRow(HwTableId id, HwIndex index) override {
+    U32 words[hwEntryMaxWords];
+    readRow(copyChecked(id), index, words);
+    Item item;
+    decodeItem(index, words, item);
+    FEN_TRACE(swTable()->moduleTrace(), 7, Texts::decoded << item.toStrep());
     auto e = Fen::makePtr<Entry>();
-    decodeEntry(words, *e);
+    e->itemIs(item);
     return e;
   }
+
+ private:
+  std::optional<Desc> layout_;
 };
 
 }  // namespace TarnSwitchTable

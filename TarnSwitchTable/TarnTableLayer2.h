@@ -30,9 +30,9 @@ namespace TarnSwitchTable {
 const Fen::TraceHandle& layer2Trace();
 
 template <class Desc>
-class Layer2Table : public TarnSwitchApi::SwTable,
-                    public TableEntries<Layer2Table<Desc>, typename Desc::Key,
-                                        typename Desc::Result> {
+class Layer2Table
+    : public TarnSwitchApi::SwTable,
+      public TableEntries<Layer2Table<Desc>, typename Desc::Key, typename Desc::Result> {
  public:
   using Key = typename Desc::Key;
   using Result = typename Desc::Result;

@@ -5,13 +5,12 @@
 //
 // `Conv` is an engine's typed convertor (a RowConvertor) that supplies:
 //   using Item = RowItem<Desc>;  Table& table();
-//   void encodeItem(const Item&, HwIndex row, U8 encoding, U32* buffer);  // whole row, static bits too
-//   void staticWords(HwIndex row, U32* buffer);
-//   void nullItem(HwIndex row, Item&);                     // the empty entry of the row
-//   bool decodeItem(HwIndex row, const U32* words, Item&); // true when the row holds an entry
-//   bool softwareItem(HwIndex row, Item&);                 // what software holds at the row
-//   bool syncPlace(HwIndex row, Item&);                    // whether a read-back entry is kept
-//   void syncResultIs(HwIndex row, const Item&);           // software's result replaces it
+//   void encodeItem(const Item&, HwIndex row, U8 encoding, U32* buffer);  // whole row, static bits
+//   too void staticWords(HwIndex row, U32* buffer); void nullItem(HwIndex row, Item&); // the empty
+//   entry of the row bool decodeItem(HwIndex row, const U32* words, Item&); // true when the row
+//   holds an entry bool softwareItem(HwIndex row, Item&);                 // what software holds at
+//   the row bool syncPlace(HwIndex row, Item&);                    // whether a read-back entry is
+//   kept void syncResultIs(HwIndex row, const Item&);           // software's result replaces it
 //   void convergePrepare();                                // before the convergence walk
 //   static constexpr const char* syncSignature, *itemLabel; // trace texts of the read-back
 #include <algorithm>
@@ -144,7 +143,8 @@ void convergeCopy(Conv& c, const Copy& copy, HwIndex row, bool wanted, const U32
       return;
     }
   }
-  if (startup != StartupRows::reset) c.ring().write(8, present ? Texts::updateRow : Texts::initializeRow, U64(row));
+  if (startup != StartupRows::reset)
+    c.ring().write(8, present ? Texts::updateRow : Texts::initializeRow, U64(row));
   c.writeRowIfChanged(copy, row, want);
 }
 

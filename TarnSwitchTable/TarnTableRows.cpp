@@ -143,9 +143,10 @@ void HwTables::copyIs(HwTableId id, const std::string& hwTableName, HwIndex lowe
 
 void HwTables::copyIs(HwTableId id, const std::string& hwTableName, HwIndex lower, HwIndex upper,
                       Fen::PtrConst<TarnSwitchApi::HwAddressColl> registers, CopyForm form) const {
-  copyIs(id, hwTableName, lower, upper,
-         Fen::makePtr<TarnSwitchApi::HwTableRegisterMappingConst>(hwTableName, std::move(registers)),
-         form);
+  copyIs(
+      id, hwTableName, lower, upper,
+      Fen::makePtr<TarnSwitchApi::HwTableRegisterMappingConst>(hwTableName, std::move(registers)),
+      form);
 }
 
 Fen::Ptr<TarnSwitchApi::HwAddressColl> rowRegisters(const std::string& prefix,

@@ -21,6 +21,7 @@ using Fen::U32;
 using Fen::U64;
 using Fen::U8;
 using TarnSwitchApi::HwEntryConfig;
+using TarnSwitchApi::hwEntryMaxWords;
 using TarnSwitchApi::HwIndex;
 using TarnSwitchApi::HwTableConfig;
 using TarnSwitchApi::HwTableDescriptor;
@@ -28,7 +29,6 @@ using TarnSwitchApi::HwTableId;
 using TarnSwitchApi::HwTableRegisterMapping;
 using TarnSwitchApi::SwTableProfileConvertor;
 using TarnSwitchApi::TableState;
-using TarnSwitchApi::hwEntryMaxWords;
 
 // The engines' ring-trace and trace texts, in one place.
 namespace Texts {
@@ -110,8 +110,7 @@ class RowConvertor : public SwTableProfileConvertor {
   }
   // Repairs the static bits of row `index` of one copy, keeping every other bit; an absent row
   // gets `nullWords`. Traces and records what it repairs.
-  void sanitizeCopyRow(const Copy& c, HwIndex index, const U32* staticWords,
-                       const U32* nullWords);
+  void sanitizeCopyRow(const Copy& c, HwIndex index, const U32* staticWords, const U32* nullWords);
   // Whether the bits under the static masks of `held` differ from `staticWords`.
   bool staticDamaged(const U32* held, const U32* staticWords, unsigned words) const;
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "support/TestHashTable.h"
+#include "support/TestTables.h"
 
 // Heap allocations of the whole process so far (alloc_count.cpp).
 std::uint64_t heapAllocationCount();

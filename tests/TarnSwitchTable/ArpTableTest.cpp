@@ -25,7 +25,6 @@ ArpResult mac(U64 address, unsigned vlan) {
 template <unsigned Ports>
 struct ArpTraits {
   using Table = ArpTable;
-  using Entry = ArpEntry;
   static Fen::Ptr<ArpTable> makeTable() { return arpTableFactory("arp"); }
   static std::string profile() { return Ports == 48 ? "default" : "legacy"; }
   static std::vector<ArpKey> sampleKeys() {
@@ -34,7 +33,7 @@ struct ArpTraits {
   static std::vector<ArpKey> outsideKeys() { return {{Ports, 0}, {49, 63}}; }
   // Distinct per n and never empty (the MAC is never zero).
   static ArpResult result(unsigned n) { return mac(0x020000000000ull + n * 0x10203ull, n * 7); }
-  static constexpr unsigned copies = 1;  // one table; processors differ by register only
+  static constexpr bool programsUnchanged = true;  // set again, a value repairs its row
 };
 
 }  // namespace
@@ -136,18 +135,13 @@ TEST(ArpValues, TextFormsParseBackAndAnAbsentEntryIsNull) {
   EXPECT_EQ(entryText(Fen::Ptr<ArpEntry>()), "NULL");
 }
 
-// A convertor with a chosen word count, to check the bound the engine puts on it.
-struct WordCountConvertor : DirectConvertor<ArpEntry> {
-  WordCountConvertor(ArpTable* table, U8 words) : DirectConvertor(table, words) {}
+// A row convertor with a chosen word count, to check the bound the engines put on it.
+struct WordCountConvertor : RowConvertor {
+  WordCountConvertor(ArpTable* table, U8 words) : RowConvertor(table, words, directBaseTrace()) {}
   void doCreateHwTables(TableState, bool) override {}
-  void setStaticBuffer(HwIndex, U32*) override {}
-  HwIndex hwIndexFromKey(const ArpKey&) const override { return 0; }
-  ArpKey keyFromHwIndex(HwIndex) const override { return ArpKey(); }
-  void encodeResult(const ArpResult&, U32*) const override {}
-  ArpResult decodeResult(const U32*) const override { return ArpResult(); }
 };
 
-TEST(DirectConvertor, MoreThanEightWordsRaiseTheDataArrayIndexMessage) {
+TEST(RowConvertor, MoreThanEightWordsRaiseTheDataArrayIndexMessage) {
   auto table = arpTableFactory("arp");
   EXPECT_EQ(Fen::makePtr<WordCountConvertor>(table.ptr(), 8)->hwEntryWords(), 8);
   EXPECT_EQ(

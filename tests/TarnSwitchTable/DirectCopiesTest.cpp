@@ -18,6 +18,7 @@ struct TestPortTraits {
   }
   static std::vector<TestPortKey> outsideKeys() { return {TestPortKey(48), TestPortKey(63)}; }
   static TestPortResult result(unsigned n) { return TestPortResult(0x100 + n, n % 2 == 1); }
+  static constexpr bool programsUnchanged = true;  // set again, a value repairs its row
 };
 
 }  // namespace

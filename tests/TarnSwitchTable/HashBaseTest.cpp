@@ -11,7 +11,7 @@
 #include "HashTableSuite.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
 #include "support/Chip.h"
-#include "support/TestHashTable.h"
+#include "support/TestTables.h"
 
 namespace TarnTest {
 namespace {
@@ -19,8 +19,6 @@ namespace {
 template <class Geometry>
 struct Traits {
   using Table = typename Geometry::Table;
-  using Entry = typename Geometry::Entry;
-  static constexpr unsigned copies = Geometry::copies;
   static Fen::Ptr<Table> makeTable() { return Fen::makePtr<Table>("testhash"); }
   static std::string profile() { return "default"; }
   static TestHashKey key(unsigned n) { return TestHashKey(0x1000 + 7 * n); }
@@ -60,10 +58,10 @@ TEST(HashBaseTest, WritesOfAnInsertFollowTheQueue) {
         writes.emplace_back(row.index(), row.dataArray()[0]);
       });
   auto where = [&](Fen::U32 id) {
-    auto e = Fen::makePtr<G::Entry>();
-    e->key = TestHashKey(id);
     TarnSwitchTable::CuckooLocation at;
-    EXPECT_TRUE(table.cuckooHashTable()->lookupItem(e, &at)) << id;
+    EXPECT_TRUE(table.cuckooHashTable()->lookupItem(
+        Fen::PtrConst<Keel::Cuckoo::HashItem>(table.ownItem(TestHashKey(id))), &at))
+        << id;
     return conv.hwIndex(at);
   };
   std::map<Fen::U32, TarnSwitchApi::HwIndex> before;
@@ -93,6 +91,15 @@ TEST(HashBaseTest, ElevenWaysFailAtWayTen) {
             }),
             "Keel::Cuckoo::TableId::value < Keel::Cuckoo::TableId::min or > "
             "Keel::Cuckoo::TableId::null not allowed");
+}
+
+TEST(HashBaseTest, BucketsOfMoreThanOneEntryAreRefused) {
+  EXPECT_EQ(thrownMessage<Fen::RangeException>([] {
+              startTable(Fen::makePtr<TestHash<2, 4, 1, 2>::Table>("t"), makeChip(),
+                         StartMode::cold);
+            }),
+            "TarnSwitchTable::HashBaseConvertor::hashEntries 2 not allowed: a hardware row holds "
+            "one entry of a bucket");
 }
 
 TEST(HashBaseTest, TracesNameTheEngineOperations) {

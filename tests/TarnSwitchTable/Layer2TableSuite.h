@@ -53,9 +53,9 @@ class Layer2TableSuite : public TableFixture<Traits> {
     for (const Copy* c : holding(k)) {
       const Words got = rowWords(*c->table, row(k), c->words), want = encode(k, r, *c);
       if (got != want)
-        return ::testing::AssertionFailure() << c->table->name() << " row " << row(k) << " holds "
-                                             << ::testing::PrintToString(got) << ", expected "
-                                             << ::testing::PrintToString(want);
+        return ::testing::AssertionFailure()
+               << c->table->name() << " row " << row(k) << " holds "
+               << ::testing::PrintToString(got) << ", expected " << ::testing::PrintToString(want);
     }
     return ::testing::AssertionSuccess();
   }

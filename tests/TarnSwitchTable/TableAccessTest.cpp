@@ -34,18 +34,6 @@ struct RegisteredArp {
     bool key = std::string(valueClass) == access->keyTypeName();
     c->attribute(name)->parse(key ? access->scratchKey() : access->scratchResult(), text);
   }
-  // Every row of copy 0 where hardware differs from expectedHwRow, as HwIndexes.
-  std::vector<HwIndex> mismatches() {
-    std::vector<HwIndex> out;
-    auto& conv = *table->profileConvertor();
-    const auto& hw = *conv.hwTable(0);
-    for (HwIndex i = hw.lower(); i <= hw.upper(); ++i) {
-      U32 words[TarnSwitchApi::hwEntryMaxWords];
-      unsigned n = conv.expectedHwRow(0, i, words);
-      if (n != 4 || rowWords(hw, i, 4) != Words(words, words + n)) out.push_back(i);
-    }
-    return out;
-  }
 };
 
 // Entries set, changed and deleted through the registered fields, listed in key order.
@@ -94,30 +82,6 @@ TEST(TableAccessTest, DecodeRowTextReadsAnyCopyAndNamesAMissingOne) {
   EXPECT_EQ(thrownMessage<Fen::RangeException>([&] { arp.access->decodeRowText(1, 0); }),
             "hardware table 1 of arp does not exist (copies 0..0)");
   EXPECT_THROW(arp.access->decodeRowText(0, 3072), TarnSwitchApi::HwIndexException);
-}
-
-TEST(TableAccessTest, ExpectedRowsEqualHardwareAfterRandomChangesAndRestarts) {
-  const unsigned seed = 20240611;
-  std::mt19937 rng(seed);
-  RegisteredArp arp;
-  for (int step = 0; step < 400; ++step) {
-    ArpKey key(rng() % 50, rng() % 64);  // ports 48 and 49 have no row
-    if (rng() % 3 == 0) {
-      arp.table->entryDel(key);
-    } else {
-      arp.table->entryIs(key, ArpResult(Lanx::EthAddr::fromU64(rng()), rng() % 4095));
-    }
-    if (step % 100 == 99) TarnSwitchApi::startSwTable(*arp.table, arp.chip, StartMode::warm);
-  }
-  EXPECT_EQ(arp.mismatches(), std::vector<HwIndex>{}) << "seed " << seed;
-  arp.chip->hwTable("arp.Arp")->damageIs(197, 3, 0x8);  // the parity bit of word 2
-  EXPECT_EQ(arp.mismatches(), std::vector<HwIndex>{197}) << "seed " << seed;
-  U32 words[TarnSwitchApi::hwEntryMaxWords];
-  auto& conv = *arp.table->profileConvertor();
-  EXPECT_EQ(conv.expectedHwRow(1, 0, words), 0u);     // no copy 1
-  EXPECT_EQ(conv.expectedHwRow(0, 3072, words), 0u);  // past the last row
-  conv.descriptor(0)->enabledIs(false);
-  EXPECT_EQ(conv.expectedHwRow(0, 0, words), 0u);  // a disabled table is not written
 }
 
 }  // namespace

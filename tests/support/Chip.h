@@ -1,9 +1,12 @@
 #pragma once
 // Test helpers on the simulated chip: a chip of a built-in profile, a table started on it with a
-// ring trace of its own, the words a row holds, the message of an expected exception, and keys
-// and results printed in their text form when an expectation on them fails.
+// ring trace of its own (cold, warm with software empty, or warm with software restored first as
+// an agent does), the same checks before and after warm restarts, the words a row holds, the
+// message of an expected exception, and values printed in their text form when an expectation
+// on them fails.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <ostream>
 #include <string>
@@ -19,6 +22,10 @@ using TarnSwitchApi::StartMode;
 using ChipPtr = Fen::Ptr<TarnSwitchApi::HwTableCollection>;
 using Words = std::vector<Fen::U32>;
 
+// How a table is (re)started: cold, warm with empty software, or warm with the software entries
+// of the table it replaces restored before connecting.
+enum class Restart { cold, warm, warmKeep };
+
 // A fresh simulated chip of the named built-in profile ("default" or "legacy").
 ChipPtr makeChip(const std::string& profile = "default");
 
@@ -29,7 +36,8 @@ struct Started {
   Fen::U64 writes = 0;  // rows written by the start, over every hardware table of the chip
 };
 
-// Starts `table` on `chip` (cold or warm) with a fresh ring trace of its own.
+// Starts `table` on `chip` with a fresh ring trace of its own; entries it already holds are
+// programmed by the start.
 template <class Table>
 Started<Table> startTable(Fen::Ptr<Table> table, const ChipPtr& chip, StartMode mode) {
   Started<Table> s{std::move(table), Fen::makePtr<Fen::RingTrace>()};
@@ -40,34 +48,56 @@ Started<Table> startTable(Fen::Ptr<Table> table, const ChipPtr& chip, StartMode 
   return s;
 }
 
+// A new table of the same kind, started on `chip` as `how` says; `old` gives the entries kept.
+template <class Table>
+Started<Table> restartTable(const Fen::Ptr<Table>& fresh, const Table* old, const ChipPtr& chip,
+                            Restart how) {
+  if (how == Restart::warmKeep && old) {
+    old->entry().forEachOrdered([&](const auto& k, const auto& r) { fresh->entryIs(k, r); });
+  }
+  return startTable(fresh, chip, how == Restart::cold ? StartMode::cold : StartMode::warm);
+}
+
 // Fixture of the engines' behavioural suites: a table of Traits::Table started on a chip of
 // Traits::profile(), restarted on the same chip at will.
 template <class Traits>
 class TableFixture : public ::testing::Test {
  protected:
-  using Key = typename Traits::Table::Key;
-  using Result = typename Traits::Table::Result;
+  using Table = typename Traits::Table;
+  using Key = typename Table::Key;
+  using Result = typename Table::Result;
   using Model = std::map<Key, Result>;
   using HwIndex = TarnSwitchApi::HwIndex;
-  static constexpr unsigned copies = Traits::copies;
 
-  void SetUp() override { restart(StartMode::cold); }
-  // Replaces the table under test by a new one started on the same chip; the rows it wrote.
-  Fen::U64 restart(StartMode mode) {
-    started_ = startTable(Traits::makeTable(), chip_, mode);
+  void SetUp() override { restart(Restart::cold); }
+  // Replaces the table under test by a new one restarted on the same chip; the rows it wrote.
+  Fen::U64 restart(Restart how) {
+    started_ = restartTable(Traits::makeTable(), started_.table.ptr(), chip_, how);
     return started_.writes;
   }
-  typename Traits::Table& table() const { return *started_.table; }
+  Table& table() const { return *started_.table; }
   auto& conv() const { return *table().profileConvertor(); }
-  TarnSwitchApi::HwTableConfig& copy(unsigned c) const { return *conv().hwTables().at(c); }
   Fen::U64 writes() const { return chip_->writeCount(); }
   Model software() const { return table().entry().map(); }
   // Ring trace lines that start with `prefix` (a whole line counts itself).
   std::size_t traced(const std::string& prefix) const { return started_.ring->count(prefix); }
+  static Key key(unsigned n) { return Traits::key(n); }
   static Result result(unsigned n) { return Traits::result(n); }
 
+  // Runs `verify` now, after a warm restart with software kept and after one with software
+  // empty; neither restart may write a row.
+  void acrossWarmRestarts(const std::function<void()>& verify) {
+    verify();
+    for (Restart how : {Restart::warmKeep, Restart::warm}) {
+      SCOPED_TRACE(how == Restart::warm ? "after a warm restart, software empty"
+                                        : "after a warm restart, software kept");
+      EXPECT_EQ(restart(how), 0u) << "a warm restart over matching hardware wrote rows";
+      verify();
+    }
+  }
+
   ChipPtr chip_ = makeChip(Traits::profile());
-  Started<typename Traits::Table> started_;
+  Started<Table> started_;
 };
 
 // The first `count` words the chip stores at `index` (missing words read 0, corruption marks
@@ -79,6 +109,14 @@ inline Words rowWords(const TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::
   Words out(count, 0);
   for (unsigned i = 0; i < count && i < row->words(); ++i) out[i] = row->dataArray()[i];
   return out;
+}
+
+// Writes `words` as row `index` of `table` behind the library's back.
+inline void plantRow(TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::HwIndex index,
+                     const Words& words) {
+  TarnSwitchApi::HwEntryConfig row(index);
+  row.dataArrayIs(words.data(), words.size());
+  table.entryIs(row);
 }
 
 // The message of the exception of type E that `f` raises, or "<no exception raised>".

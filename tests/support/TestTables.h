@@ -42,7 +42,9 @@ struct TestPortKey : Fen::Value<TestPortKey> {
   TestPortKey() = default;
   explicit TestPortKey(U16 p) : port(p) {}
   static constexpr const char* fenTypeName = "TarnTest::TestPortKey";
-  static constexpr auto fenFields() { return std::make_tuple(Fen::field("port", &TestPortKey::port)); }
+  static constexpr auto fenFields() {
+    return std::make_tuple(Fen::field("port", &TestPortKey::port));
+  }
 };
 
 struct TestPortResult : Fen::Value<TestPortResult> {
@@ -81,8 +83,9 @@ struct TestPortLayout {
   void declare(const TarnSwitchTable::HwTables& hw) const {
     for (U32 p = 0; p < pipelines && p * perPipeline < ports; ++p) {
       const HwIndex last = std::min<U32>(ports, (p + 1) * perPipeline) - 1;
-      hw.copyIs(p, hw.name(int(p)), p * perPipeline, last,
-                TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/", {"group", "ctl"}));
+      hw.copyIs(
+          p, hw.name(int(p)), p * perPipeline, last,
+          TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/", {"group", "ctl"}));
     }
     for (U32 c = pipelines; c < pipelines + 2u; ++c) {
       hw.copyIs(c, hw.name(int(c)), 0, ports - 1, TarnSwitchTable::rowRegisters("cpu/", {"group"}),
@@ -149,7 +152,8 @@ struct TestGroupLayout {
     for (U32 p = 0; p < pipelines; ++p) {
       const HwIndex last = std::min<U32>(ports, (p + 1) * perPipeline) - 1;
       hw.copyIs(p, hw.name(int(p)), p * perPipeline, last,
-                TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/", {"group", "select"}),
+                TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/",
+                                              {"group", "select"}),
                 TarnSwitchTable::CopyForm{2, 1, 0});
     }
     hw.copyIs(pipelines, hw.name(int(pipelines)), 0, ports - 1,
@@ -222,7 +226,8 @@ struct TestHash {
     }
     explicit Layout(const TarnSwitch::ChipProfile&) {}
     void declare(const TarnSwitchTable::HwTables& hw) const {
-      auto regs = TarnSwitchTable::rowRegisters("", {"test_hash_key", "test_hash_data", "test_hash_ctl"});
+      auto regs =
+          TarnSwitchTable::rowRegisters("", {"test_hash_key", "test_hash_data", "test_hash_ctl"});
       for (unsigned c = 0; c < Copies; ++c)
         hw.copyIs(c, hw.name(Copies > 1 ? int(c) : -1), 0, Ways * hashBuckets - 1, regs);
     }
@@ -235,7 +240,8 @@ struct TestHash {
       b[1] = e.result.data;
       b[2] = (b[2] & ~1u) | (e.valid ? 1u : 0u);
     }
-    bool decodeEntry(const U32* w, const TarnSwitchTable::CuckooLocation&, RowItem<Layout>& e) const {
+    bool decodeEntry(const U32* w, const TarnSwitchTable::CuckooLocation&,
+                     RowItem<Layout>& e) const {
       e.key.id = w[0];
       e.result.data = w[1];
       return (w[2] & 1u) != 0;

@@ -13,6 +13,7 @@
 #include "Fen/Trace.h"
 #include "Profile.h"
 #include "Script.h"
+#include "TarnSwitchTable/TarnTableModules.h"
 
 namespace Tarnctl {
 namespace {
@@ -195,6 +196,7 @@ void printTables() {
 }
 
 int cli(int argc, char** argv) {
+  TarnSwitchTable::registerModules();
   CLI::App app{"tarnctl: drive the TarnSwitchTable library on the simulated chip"};
   app.set_version_flag("--version", std::string("tarnctl ") + TARNCTL_VERSION);
   app.require_subcommand(1, 1);
