@@ -4,6 +4,7 @@
 #include "Bridging/VlanId.h"
 #include "Lanx/EthAddr.h"
 #include "TarnSwitch/ChipPortId.h"
+#include "TarnSwitch/Parity.h"
 #include "TarnSwitchTable/TarnTableDirectBase.h"
 
 namespace TarnSwitchTable {
@@ -72,12 +73,35 @@ struct ArpLayout {
   explicit ArpLayout(const TarnSwitch::ChipProfile& profile);
   // One table, rows 0 .. ports x 64 - 1; processor p's registers for the rows of its ports.
   void declare(const HwTables& hw) const;
-  HwIndex hwIndexFromKey(const ArpKey& key) const;
+
+  HwIndex hwIndexFromKey(const ArpKey& key) const {
+    return (HwIndex(key.egressPort.value()) << 6) + key.rewriteIndex.value();
+  }
   // A port above the ChipPortId null value raises its range exception.
-  ArpKey keyFromHwIndex(HwIndex index) const;
-  void setStaticBuffer(HwIndex index, U32* buffer) const;
-  void encodeResult(const ArpResult& result, U32* buffer) const;
-  ArpResult decodeResult(const U32* words) const;
+  ArpKey keyFromHwIndex(HwIndex index) const {
+    return ArpKey(TarnSwitch::ChipPortId(index >> 6), ArpRewriteIndex(index & 0x3Fu));
+  }
+  // Bits 13..4 of words 1 and 3: the row address, whose bit 9 tells the processor's two ports
+  // apart, bits 6..1 hold the rewrite index and bit 0 the half of the row (bits 7 and 8 stay 0);
+  // bit 14 is always set.
+  void setStaticBuffer(HwIndex index, U32* buffer) const {
+    const U32 address = (((index >> 6) & 1u) << 9) | ((index & 0x3Fu) << 1);
+    buffer[1] = (buffer[1] & ~0x7FF0u) | (address << 4) | 0x4000u;
+    buffer[3] = (buffer[3] & ~0x7FF0u) | ((address + 1) << 4) | 0x4000u;
+  }
+  // Words 0 and 2 hold MAC octets 0..3 and 4..5 with the VLAN; bit 3 of words 1 and 3 their
+  // parity, bits 2..0 zero.
+  void encodeResult(const ArpResult& result, U32* buffer) const {
+    const U64 mac = result.ethAddr.toU64();
+    buffer[0] = U32(mac >> 16);
+    buffer[2] = (U32(mac & 0xFFFFu) << 16) | result.vlanId.value();
+    buffer[1] = (buffer[1] & ~0xFu) | (TarnSwitch::parity32Bit(buffer[0]) << 3);
+    buffer[3] = (buffer[3] & ~0xFu) | (TarnSwitch::parity32Bit(buffer[2]) << 3);
+  }
+  ArpResult decodeResult(const U32* words) const {
+    const Bridging::VlanIdOrNone vlan(words[2] & 0xFFFFu);
+    return ArpResult(Lanx::EthAddr::fromU64((U64(words[0]) << 16) | (words[2] >> 16)), vlan);
+  }
 
   U32 ports;
 };
@@ -91,8 +115,6 @@ class ArpTable : public DirectTable<ArpLayout> {
  public:
   using DirectTable::DirectTable;
 };
-extern template class DirectTable<ArpLayout>;
-extern template class DirectConvertor<ArpLayout>;
 
 Fen::Ptr<ArpEntry> arpEntryFactory(const ArpKey& key);
 Fen::Ptr<ArpTable> arpTableFactory(const std::string& name);

@@ -251,11 +251,12 @@ class DirectTable
   void programEntry(const Key& k, const Result* r) {
     auto* conv = profileConvertor();
     if (!conv) return;
-    FEN_TRACE(moduleTrace(), 8,
+    const Fen::TraceHandle& trace = TarnSwitchTable::moduleTrace<Desc>();
+    FEN_TRACE(trace, 8,
               "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
                       << k.toStrep());
     const Item item{r != nullptr, k, r ? *r : Result()};
-    FEN_TRACE(moduleTrace(), 8, Texts::programming << item.toStrep());
+    FEN_TRACE(trace, 8, Texts::programming << item.toStrep());
     conv->programItem(item);
   }
   static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {

@@ -284,7 +284,8 @@ class HashTable : public HashBaseTable,
   // key's location and a later move carries the current result.
   void programEntry(const Key& k, const Result* r) {
     if (!profileConvertor()) return;
-    FEN_TRACE(moduleTrace(), 8,
+    const Fen::TraceHandle& trace = TarnSwitchTable::moduleTrace<Desc>();
+    FEN_TRACE(trace, 8,
               "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
                       << k.toStrep());
     Entry* owned = ownItem(k);
@@ -294,7 +295,7 @@ class HashTable : public HashBaseTable,
     item->valid = r != nullptr;
     if (r) item->result = *r;
     if (!owned) items_.set(k, item);
-    FEN_TRACE(moduleTrace(), 8, Texts::programming << item->toStrep());
+    FEN_TRACE(trace, 8, Texts::programming << item->toStrep());
     handleHashEntry(item);
   }
   static const Entry& cast(const HashEntryConstPtr& item) {

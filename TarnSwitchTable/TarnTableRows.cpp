@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Cairn/CorruptionDetectedException.h"
 #include "Fen/Assert.h"
 #include "TarnSwitchTable/TarnTableDescribed.h"
 
@@ -29,6 +28,7 @@ void RowConvertor::declareHwTable(HwTableId id, const std::string& hwTableName, 
   FEN_ASSERT(table);
   hwTableIs(id, table);
   descriptorIs(id, desc);
+  if (id == 0) descriptor0_ = desc.ptr();
   Copy c;
   c.id = id;
   c.table = table.ptr();
@@ -68,46 +68,11 @@ const Copy& RowConvertor::copyChecked(HwTableId id) const {
   return *c;
 }
 
-HwTableDescriptor& RowConvertor::descriptor0() const {
-  HwTableDescriptor* desc = descriptor(0);
-  FEN_ASSERT(desc != nullptr);
-  return *desc;
-}
-
 bool RowConvertor::readRow(const Copy& c, HwIndex index, U32* words) {
   std::fill(words, words + hwEntryMaxWords, 0u);
-  const HwEntryConfig* row = nullptr;
-  try {
-    row = c.table->entryRef(index);
-  } catch (const Cairn::CorruptionDetectedException& e) {
-    doCorruptionDetected(e.what());
-    return false;
-  }
+  const HwEntryConfig* row = storedRow(c, index);
   if (!row) return false;
   std::copy(row->dataArray(), row->dataArray() + row->words(), words);
-  return true;
-}
-
-bool RowConvertor::rowEquals(const Copy& c, HwIndex index, const U32* words) {
-  const HwEntryConfig* row = nullptr;
-  try {
-    row = c.table->entryRef(index);
-  } catch (const Cairn::CorruptionDetectedException& e) {
-    doCorruptionDetected(e.what());
-    return false;
-  }
-  if (!row || row->index() != index) return false;
-  const U32* held = row->dataArray();
-  const unsigned present = row->words();
-  for (unsigned i = 0; i < c.compareWords; ++i) {
-    if ((i < present ? held[i] : 0u) != words[i]) return false;
-  }
-  return true;
-}
-
-bool RowConvertor::writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
-  if (rowEquals(c, index, words)) return false;
-  c.table->entryWordsIs(index, words, c.words);
   return true;
 }
 

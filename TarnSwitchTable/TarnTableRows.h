@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Cairn/CorruptionDetectedException.h"
+#include "Fen/Assert.h"
 #include "Fen/RingTrace.h"
 #include "Fen/Trace.h"
 #include "Fen/Value.h"
@@ -93,7 +95,11 @@ class RowConvertor : public SwTableProfileConvertor {
   HwIndex rowLower() const { return rowLower_; }
   HwIndex rowUpper() const { return rowUpper_; }
   // The descriptor of hardware table 0; its absence is fatal.
-  HwTableDescriptor& descriptor0() const;
+  HwTableDescriptor& descriptor0() const {
+    HwTableDescriptor* desc = descriptor0_;
+    FEN_ASSERT(desc != nullptr);
+    return *desc;
+  }
   bool enabled() const { return descriptor0().enabled(); }
 
   // Reads row `index` of the copy into `words` (hwEntryMaxWords words, zero past the row). A
@@ -101,9 +107,22 @@ class RowConvertor : public SwTableProfileConvertor {
   bool readRow(const Copy& c, HwIndex index, U32* words);
   // Writes the copy's words of row `index` unless the row holds the same compared words at that
   // index (words past the copy's count are kept). True when written.
-  bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words);
+  bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
+    if (rowEquals(c, index, words)) return false;
+    c.table->entryWordsIs(index, words, c.words);
+    return true;
+  }
   // Whether the compared words of the copy's row equal `words` (absent or corrupt: false).
-  bool rowEquals(const Copy& c, HwIndex index, const U32* words);
+  bool rowEquals(const Copy& c, HwIndex index, const U32* words) {
+    const HwEntryConfig* row = storedRow(c, index);
+    if (!row || row->index() != index) return false;
+    const U32* held = row->dataArray();
+    const unsigned present = row->words();
+    for (unsigned i = 0; i < c.compareWords; ++i) {
+      if ((i < present ? held[i] : 0u) != words[i]) return false;
+    }
+    return true;
+  }
   // Whether the compared words of a row read with readRow equal `words`.
   static bool heldEquals(const Copy& c, const U32* held, const U32* words) {
     return std::equal(held, held + c.compareWords, words);
@@ -127,6 +146,16 @@ class RowConvertor : public SwTableProfileConvertor {
 
  protected:
   friend class HwTables;
+  // The row the copy holds at `index`, or nullptr when absent; a corrupted row is reported to
+  // the corruption hook and reads as absent.
+  const HwEntryConfig* storedRow(const Copy& c, HwIndex index) {
+    try {
+      return c.table->entryRef(index);
+    } catch (const Cairn::CorruptionDetectedException& e) {
+      doCorruptionDetected(e.what());
+      return nullptr;
+    }
+  }
   // Declares hardware table `id` on the chip, records it with its descriptor and adds the copy.
   void declareHwTable(HwTableId id, const std::string& hwTableName, TableState state, HwIndex lower,
                       HwIndex upper, Fen::PtrConst<HwTableRegisterMapping> mapping,
@@ -140,6 +169,7 @@ class RowConvertor : public SwTableProfileConvertor {
   U8 hwEntryWords_;
   std::map<U8, U32> hwStaticWord_;
   std::vector<Copy> copies_;
+  HwTableDescriptor* descriptor0_ = nullptr;
   HwIndex rowLower_ = 0;
   HwIndex rowUpper_ = 0;
   StartupRows startupRows_ = StartupRows::none;

@@ -22,17 +22,10 @@ HwTableConfig::HwTableConfig(std::string name, HwIndex lower, HwIndex upper)
   rows_.resize(std::size_t(upper - lower) + 1);
 }
 
-HwTableConfig::Row& HwTableConfig::row(HwIndex index) {
-  return const_cast<Row&>(static_cast<const HwTableConfig*>(this)->row(index));
-}
-
-const HwTableConfig::Row& HwTableConfig::row(HwIndex index) const {
-  if (index < lower_ || index > upper_) {
-    throw HwIndexException("HwIndex " + std::to_string(index) + " is outside hardware table '" +
-                           name_ + "' [" + std::to_string(lower_) + ", " + std::to_string(upper_) +
-                           "]");
-  }
-  return rows_[index - lower_];
+void HwTableConfig::outside(HwIndex index) const {
+  throw HwIndexException("HwIndex " + std::to_string(index) + " is outside hardware table '" +
+                         name_ + "' [" + std::to_string(lower_) + ", " + std::to_string(upper_) +
+                         "]");
 }
 
 bool HwTableConfig::entry(HwIndex index, HwEntryConfig& out) const {
@@ -41,13 +34,9 @@ bool HwTableConfig::entry(HwIndex index, HwEntryConfig& out) const {
   return stored != nullptr;
 }
 
-const HwEntryConfig* HwTableConfig::entryRef(HwIndex index) const {
-  const Row& r = row(index);
-  if (r.corrupt) {
-    throw Cairn::CorruptionDetectedException("corrupted entry at HwIndex " + std::to_string(index) +
-                                             " of hardware table '" + name_ + "'");
-  }
-  return r.present ? &r.config : nullptr;
+void HwTableConfig::corrupted(HwIndex index) const {
+  throw Cairn::CorruptionDetectedException("corrupted entry at HwIndex " + std::to_string(index) +
+                                           " of hardware table '" + name_ + "'");
 }
 
 bool HwTableConfig::hasEntry(HwIndex index) const {

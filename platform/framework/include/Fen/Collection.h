@@ -1,9 +1,9 @@
 #pragma once
 // Keyed collection whose observers are told of every key that changed. Keys and values live
-// inline in one open-addressing hash table (power-of-two capacity, linear probing, deletion by
-// backward shift, so no tombstones): a look-up is one hash and, at most three quarters full,
-// usually one or two slot reads, and nothing allocates but growth. Key order is available, at
-// the cost of a sort, for tools and tests.
+// inline, beside a tag of their hash, in one open-addressing hash table (power-of-two capacity,
+// linear probing, deletion by backward shift, so no tombstones): a look-up is one hash and, at most
+// three quarters full, usually one or two slot reads, and nothing allocates but growth. Key order
+// is available, at the cost of a sort, for tools and tests.
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -35,10 +35,19 @@ U64 keyBits(const T& v) {
   } else if constexpr (IsRangedKey<T>::value) {
     return static_cast<U64>(v.value());
   } else if constexpr (IsValue<T>::value) {
+    // Fields that fit 64 bits together are packed side by side (no multiply on the way);
+    // wider keys fold each field in.
     U64 h = 0;
     std::apply(
         [&](const auto&... f) {
-          ((h = (h ^ keyBits(v.*(f.member))) * 0x9E3779B97F4A7C15ull), ...);
+          constexpr std::size_t bytes = (sizeof(v.*(f.member)) + ... + 0);
+          if constexpr (bytes <= 8) {
+            ((h = (h << (4 * sizeof(v.*(f.member))) << (4 * sizeof(v.*(f.member)))) |
+                  keyBits(v.*(f.member))),
+             ...);
+          } else {
+            ((h = (h ^ keyBits(v.*(f.member))) * 0x9E3779B97F4A7C15ull), ...);
+          }
         },
         T::fenFields());
     return h;
@@ -66,19 +75,18 @@ class KeyedCollection {
   // Stores v under k; returns false (and changes nothing) when k already held an equal value.
   bool set(const K& k, const V& v) {
     const U32 tag = tagOf(k);
-    if (tags_.empty()) rehash(minCapacity);
+    if (slots_.empty()) rehash(minCapacity);
     std::size_t i = probe(k, tag);
-    if (tags_[i] != 0) {
+    if (slots_[i].tag != 0) {
       if (slots_[i].value == v) return false;
       slots_[i].value = v;
       return true;
     }
-    Slot fresh{k, v};  // copied first: k or v may live in the slots that growing frees
-    if ((size_ + 1) * 4 > tags_.size() * 3) {
-      rehash(tags_.size() * 2);
+    Slot fresh{tag, k, v};  // copied first: k or v may live in the slots that growing frees
+    if ((size_ + 1) * 4 > slots_.size() * 3) {
+      rehash(slots_.size() * 2);
       i = probe(fresh.key, tag);
     }
-    tags_[i] = tag;
     slots_[i] = std::move(fresh);
     ++size_;
     return true;
@@ -88,7 +96,7 @@ class KeyedCollection {
   bool del(const K& k) {
     if (size_ == 0) return false;
     const std::size_t i = probe(k, tagOf(k));
-    if (tags_[i] == 0) return false;
+    if (slots_[i].tag == 0) return false;
     closeHole(i);
     --size_;
     return true;
@@ -98,14 +106,13 @@ class KeyedCollection {
   const V* find(const K& k) const {
     if (size_ == 0) return nullptr;
     const std::size_t i = probe(k, tagOf(k));
-    return tags_[i] != 0 ? &slots_[i].value : nullptr;
+    return slots_[i].tag != 0 ? &slots_[i].value : nullptr;
   }
   bool has(const K& k) const { return find(k) != nullptr; }
   std::size_t size() const { return size_; }
 
   // Removes every key and notifies nobody; the storage is kept for reuse.
   void clear() {
-    std::fill(tags_.begin(), tags_.end(), 0);
     std::fill(slots_.begin(), slots_.end(), Slot());
     size_ = 0;
   }
@@ -113,15 +120,15 @@ class KeyedCollection {
   void reserve(std::size_t n) {
     std::size_t capacity = minCapacity;
     while (n * 4 > capacity * 3) capacity *= 2;
-    if (capacity > tags_.size()) rehash(capacity);
+    if (capacity > slots_.size()) rehash(capacity);
   }
 
   // Calls f(key, value) for every entry in storage order (fast, in no particular order).
   // f must not change the collection.
   template <class F>
   void forEach(F&& f) const {
-    for (std::size_t i = 0; i < tags_.size(); ++i) {
-      if (tags_[i] != 0) f(slots_[i].key, slots_[i].value);
+    for (const Slot& slot : slots_) {
+      if (slot.tag != 0) f(slot.key, slot.value);
     }
   }
   // Calls f(key, value) for every entry in key order. f must not change the collection.
@@ -140,19 +147,21 @@ class KeyedCollection {
     forEachOrdered([&](const K& k, const V& v) { out.emplace_hint(out.end(), k, v); });
     return out;
   }
-  // Heap bytes held by the slots and their tags.
-  std::size_t memoryBytes() const {
-    return tags_.capacity() * sizeof(U32) + slots_.capacity() * sizeof(Slot);
-  }
+  // Heap bytes held by the slots.
+  std::size_t memoryBytes() const { return slots_.capacity() * sizeof(Slot); }
 
   void observerIs(Observer o) { observers_.push_back(std::move(o)); }
   // Tells every observer of k, in the order they were added.
   void notify(const K& k) const {
+    if (observers_.empty()) return;
     for (const auto& o : observers_) o(k);
   }
 
  private:
+  // A slot: the tag of the key it holds (0 when empty) beside the key and value, so a probe
+  // reads one place.
   struct Slot {
+    U32 tag = 0;
     K key{};
     V value{};
   };
@@ -166,49 +175,43 @@ class KeyedCollection {
   // slots are empty, so the run ends.
   std::size_t probe(const K& k, U32 tag) const {
     std::size_t i = home(tag);
-    while (tags_[i] != 0 && !(tags_[i] == tag && slots_[i].key == k)) i = (i + 1) & mask_;
+    while (slots_[i].tag != 0 && !(slots_[i].tag == tag && slots_[i].key == k)) i = (i + 1) & mask_;
     return i;
   }
   // Empties slot `hole`, then moves each later member of its run that may live there (the hole
   // lies between its home and its slot) back into the hole, so every run stays unbroken.
   void closeHole(std::size_t hole) {
-    for (std::size_t j = (hole + 1) & mask_; tags_[j] != 0; j = (j + 1) & mask_) {
-      if (((j - home(tags_[j])) & mask_) < ((j - hole) & mask_)) continue;
-      tags_[hole] = tags_[j];
+    for (std::size_t j = (hole + 1) & mask_; slots_[j].tag != 0; j = (j + 1) & mask_) {
+      if (((j - home(slots_[j].tag)) & mask_) < ((j - hole) & mask_)) continue;
       slots_[hole] = std::move(slots_[j]);
       hole = j;
     }
-    tags_[hole] = 0;
     slots_[hole] = Slot();
   }
   // Moves every entry into `capacity` slots (a power of two, at least minCapacity).
   void rehash(std::size_t capacity) {
     FEN_ASSERT(capacity <= (std::size_t(1) << 31));
-    std::vector<U32> tags(capacity, 0);
     std::vector<Slot> slots(capacity);
-    tags.swap(tags_);
     slots.swap(slots_);
     mask_ = capacity - 1;
     for (shift_ = 32; capacity > 1; capacity /= 2) --shift_;
-    for (std::size_t i = 0; i < tags.size(); ++i) {
-      if (tags[i] == 0) continue;
-      std::size_t j = home(tags[i]);
-      while (tags_[j] != 0) j = (j + 1) & mask_;
-      tags_[j] = tags[i];
-      slots_[j] = std::move(slots[i]);
+    for (Slot& slot : slots) {
+      if (slot.tag == 0) continue;
+      std::size_t j = home(slot.tag);
+      while (slots_[j].tag != 0) j = (j + 1) & mask_;
+      slots_[j] = std::move(slot);
     }
   }
   std::vector<const Slot*> ordered() const {
     std::vector<const Slot*> out;
     out.reserve(size_);
-    for (std::size_t i = 0; i < tags_.size(); ++i) {
-      if (tags_[i] != 0) out.push_back(&slots_[i]);
+    for (const Slot& slot : slots_) {
+      if (slot.tag != 0) out.push_back(&slot);
     }
     std::sort(out.begin(), out.end(), [](const Slot* a, const Slot* b) { return a->key < b->key; });
     return out;
   }
 
-  std::vector<U32> tags_;  // per slot: 0 when empty, else the tag of the key it holds
   std::vector<Slot> slots_;
   std::size_t size_ = 0;
   std::size_t mask_ = 0;

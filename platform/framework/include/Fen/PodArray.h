@@ -27,7 +27,9 @@ class PodArray {
   // Sets elements 0 .. n-1 and keeps those past them, growing the size to cover n.
   void setPrefix(const T* src, std::size_t n) {
     if (n > N) throw RangeException("PodArray::set expected size <= " + std::to_string(N));
-    std::copy(src, src + n, data_);
+    for (std::size_t i = 0; i < N; ++i) {
+      if (i < n) data_[i] = src[i];  // a fixed trip count: no call for a few words
+    }
     size_ = std::max(size_, n);
   }
   // Sets element i (< N), growing the size to cover it.

@@ -36,7 +36,11 @@ class HwTableConfig : public Fen::PtrInterface {
   bool entry(HwIndex index, HwEntryConfig& out) const;
   // The row itself, without a copy: nullptr when absent; corruption and bounds raise as `entry`.
   // Valid until the row is next written.
-  const HwEntryConfig* entryRef(HwIndex index) const;
+  const HwEntryConfig* entryRef(HwIndex index) const {
+    const Row& r = row(index);
+    if (r.corrupt) corrupted(index);
+    return r.present ? &r.config : nullptr;
+  }
   bool hasEntry(HwIndex index) const;
   // The stored row, ignoring corruption marks (what the chip really holds); nullptr if absent.
   const HwEntryConfig* storedEntry(HwIndex index) const;
@@ -67,8 +71,16 @@ class HwTableConfig : public Fen::PtrInterface {
     bool corrupt = false;
     HwEntryConfig config;
   };
-  Row& row(HwIndex index);
-  const Row& row(HwIndex index) const;
+  Row& row(HwIndex index) {
+    return const_cast<Row&>(static_cast<const HwTableConfig*>(this)->row(index));
+  }
+  const Row& row(HwIndex index) const {
+    if (index < lower_ || index > upper_) outside(index);
+    return rows_[index - lower_];
+  }
+  // Raise HwIndexException for an index outside the table, and the corruption exception.
+  [[noreturn]] __attribute__((cold, noinline)) void outside(HwIndex index) const;
+  [[noreturn]] __attribute__((cold, noinline)) void corrupted(HwIndex index) const;
 
   std::string name_;
   HwIndex lower_;
