@@ -11,7 +11,9 @@
 #include "Dump.h"
 #include "Errors.h"
 #include "Fen/Collection.h"
+#include "Session.h"
 #include "TarnSwitchTable/TarnTableAccess.h"
+#include "TarnSwitchTable/TarnTableModules.h"
 #include "ToolTable.h"
 #include "support/Chip.h"
 
@@ -19,6 +21,7 @@ namespace {
 
 using Fen::U16;
 using Fen::U8;
+using ::testing::StartsWith;
 using ::testing::ThrowsMessage;
 
 struct HopKey : Fen::Value<HopKey> {
@@ -133,6 +136,22 @@ TEST(ToolTableTest, ArrayElementsAreFieldsByIndexListedAsScriptLinesAndDumpedAsJ
   copy.access().entryForEach(
       [&](const void* k, const void* r) { relisted.push_back(copy.scriptLine(k, r)); });
   EXPECT_EQ(relisted, lines);
+}
+
+// A session of selected tables builds each once; a registered table left out is named with the
+// tables of the run, an unregistered name with the registered tables.
+TEST(ToolTableTest, SessionBuildsOnlyTheSelectedTablesAndNamesThemWhenAskedForAnother) {
+  TarnSwitchTable::registerModules();
+  Tarnctl::Session s(TarnTest::makeChip(), {"hop", "ToolTest::HopTable"});
+  ASSERT_EQ(s.tables().size(), 1u);
+  EXPECT_EQ(&s.table("ToolTest::HopTable"), s.tables()[0].get());
+  EXPECT_THAT([&] { s.table("arp"); },
+              ThrowsMessage<Tarnctl::ToolError>("table 'arp' is not in this run (tables: hop)"));
+  EXPECT_THAT(
+      [] {
+        Tarnctl::Session(TarnTest::makeChip(), {"hop", "nosuch"});
+      },
+      ThrowsMessage<Tarnctl::ToolError>(StartsWith("unknown table 'nosuch' (tables: ")));
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace Tarnctl {
 namespace {
 
 Session startedSession(const TarnSwitch::ChipProfile& profile, const std::string& table) {
-  Session s(Fen::makePtr<TarnSwitchApi::HwTableCollection>(profile), table);
+  Session s(Fen::makePtr<TarnSwitchApi::HwTableCollection>(profile), {table});
   s.start(TarnSwitchApi::StartMode::cold);
   return s;
 }

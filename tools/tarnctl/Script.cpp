@@ -54,6 +54,23 @@ std::map<std::string, Fen::U64> namedNumbers(const std::vector<std::string_view>
   return out;
 }
 
+// The mode of "restart warm|cold" or "restart warm keep": "warm", "cold" or "warm keep".
+std::string restartMode(const std::vector<std::string_view>& args) {
+  if (args.size() < 2) throw ToolError("restart: expected warm or cold");
+  std::string mode(args[1]);
+  if (mode != "warm" && mode != "cold")
+    throw ToolError("restart: expected warm or cold, got '" + mode + "'");
+  bool keep = args.size() > 2 && args[2] == "keep";
+  if (args.size() > (keep ? 3u : 2u)) {
+    std::string given = mode;
+    for (std::size_t i = 2; i < args.size(); ++i) given += " " + std::string(args[i]);
+    throw ToolError("restart: expected warm, warm keep or cold, got '" + given + "'");
+  }
+  if (keep && mode == "cold")
+    throw ToolError("restart: keep applies to warm only, got 'cold keep'");
+  return keep ? "warm keep" : mode;
+}
+
 }  // namespace
 
 ScriptRunner::ScriptRunner(Session& session, RunOptions options, std::ostream& out)
@@ -142,8 +159,7 @@ void ScriptRunner::runCommand(std::string_view command) {
     noMore(2);
     tableArg().access().accessEntryDelAll();
   } else if (command == "restart") {
-    if (args_.size() != 2) throw ToolError("restart: expected warm or cold");
-    restart(args_[1]);
+    restart();
   } else if (command == "corrupt" || command == "damage") {
     fault(command);
   } else if (command == "check") {
@@ -158,11 +174,13 @@ void ScriptRunner::runCommand(std::string_view command) {
   }
 }
 
-void ScriptRunner::restart(std::string_view mode) {
-  if (mode != "warm" && mode != "cold") {
-    throw ToolError("restart: expected warm or cold, got '" + std::string(mode) + "'");
-  }
-  session_.start(mode == "warm" ? TarnSwitchApi::StartMode::warm : TarnSwitchApi::StartMode::cold);
+void ScriptRunner::restart() {
+  const std::string mode = restartMode(args_);
+  const bool keep = mode == "warm keep";
+  Fen::U64 before = session_.chip()->writeCount();
+  session_.start(mode == "cold" ? TarnSwitchApi::StartMode::cold : TarnSwitchApi::StartMode::warm,
+                 keep);
+  stats_.restarts.push_back(RestartStat{location_, mode, session_.chip()->writeCount() - before});
   if (!options_.verbose) return;
   for (const auto& t : session_.tables()) {
     out_ << "  " << t->name() << ": software rebuilt, " << t->access().entryCount()

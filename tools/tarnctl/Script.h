@@ -1,7 +1,7 @@
 #pragma once
 // The script language: one command per line, read as a stream.
 //   set TABLE FIELD=VALUE...     del TABLE KEYFIELD=VALUE...     clear TABLE
-//   restart warm|cold            check                           show TABLE
+//   restart warm [keep]|cold     check                           show TABLE
 //   corrupt TABLE [copy=ID] index=N
 //   damage TABLE [copy=ID] index=N word=W xor=MASK
 // "#" starts a comment. A bad line raises ToolError "FILE:LINE: message".
@@ -22,11 +22,20 @@ struct RunOptions {
   bool quiet = false;    // no check confirmations
 };
 
+// One restart of the script: its "FILE:LINE", "warm", "warm keep" or "cold", and the hardware
+// rows it wrote across every table.
+struct RestartStat {
+  std::string line;
+  std::string mode;
+  Fen::U64 writes = 0;
+};
+
 struct RunStats {
   Fen::U64 lines = 0;
   Fen::U64 commands = 0;
   Fen::U64 checks = 0;
   Fen::U64 checkFailures = 0;
+  std::vector<RestartStat> restarts;  // in script order
 };
 
 // A hardware write seen by the chip's write observer (verbose runs).
@@ -46,7 +55,7 @@ class ScriptRunner {
  private:
   void runLine(std::string_view line);
   void runCommand(std::string_view command);
-  void restart(std::string_view mode);
+  void restart();
   void fault(std::string_view command);
   void check();
   void show(ToolTable& t);

@@ -20,6 +20,15 @@ std::vector<const Fen::ClassInfo*> registeredTables() {
   return out;
 }
 
+const Fen::ClassInfo& registeredTable(std::string_view name) {
+  std::string known;
+  for (const auto* c : registeredTables()) {
+    if (shortTableName(c->name) == name || c->name == name) return *c;
+    known += (known.empty() ? "" : ", ") + shortTableName(c->name);
+  }
+  throw ToolError("unknown table '" + std::string(name) + "' (tables: " + known + ")");
+}
+
 std::string hex32(Fen::U32 w) {
   char buf[16];
   std::snprintf(buf, sizeof buf, "0x%08x", w);
@@ -39,27 +48,29 @@ std::string CheckMismatch::text() const {
          ", the library would write " + wordsText(expected);
 }
 
-Session::Session(Fen::Ptr<TarnSwitchApi::HwTableCollection> chip, const std::string& only)
+Session::Session(Fen::Ptr<TarnSwitchApi::HwTableCollection> chip,
+                 const std::vector<std::string>& only)
     : chip_(std::move(chip)) {
-  for (const auto* c : registeredTables()) {
-    if (only.empty() || shortTableName(c->name) == only || c->name == only)
+  std::vector<const Fen::ClassInfo*> selected;
+  for (const auto& name : only) selected.push_back(&registeredTable(name));
+  for (const auto* c : registeredTables()) {  // registry order, each table once
+    if (only.empty() || std::find(selected.begin(), selected.end(), c) != selected.end())
       tables_.push_back(std::make_unique<ToolTable>(*c));
   }
-  if (tables_.empty() && !only.empty()) table(only);  // raises the unknown-table message
 }
 
-void Session::start(TarnSwitchApi::StartMode mode) {
-  for (auto& t : tables_) t->start(chip_, mode);
+void Session::start(TarnSwitchApi::StartMode mode, bool keepSoftware) {
+  for (auto& t : tables_) t->start(chip_, mode, keepSoftware);
 }
 
 ToolTable& Session::table(std::string_view name) {
   for (auto& t : tables_) {
     if (t->name() == name || t->tableClass().name == name) return *t;
   }
-  std::string known;
-  for (const auto* c : registeredTables())
-    known += (known.empty() ? "" : ", ") + shortTableName(c->name);
-  throw ToolError("unknown table '" + std::string(name) + "' (tables: " + known + ")");
+  registeredTable(name);  // an unregistered name: the message lists the registered tables
+  std::string run;
+  for (const auto& t : tables_) run += (run.empty() ? "" : ", ") + t->name();
+  throw ToolError("table '" + std::string(name) + "' is not in this run (tables: " + run + ")");
 }
 
 bool Session::check(Fen::U64& rows, CheckMismatch& first) const {

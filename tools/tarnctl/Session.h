@@ -1,6 +1,6 @@
 #pragma once
-// The tables of a run on one simulated chip: one instance of every registered table, named by
-// its short name, started cold on a fresh chip or warm on saved hardware.
+// The tables of a run on one simulated chip: one instance of every registered table (or of those
+// selected), named by its short name, started cold on a fresh chip or warm on saved hardware.
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,6 +13,9 @@ namespace Tarnctl {
 
 // Every table class the registry offers (kind "table" with a factory), by short name.
 std::vector<const Fen::ClassInfo*> registeredTables();
+// The registered table class of that short name (or class name); ToolError "unknown table 'X'
+// (tables: ...)" listing the registered tables otherwise.
+const Fen::ClassInfo& registeredTable(std::string_view name);
 
 // The first row where hardware differs from what the library would write.
 struct CheckMismatch {
@@ -27,13 +30,17 @@ struct CheckMismatch {
 
 class Session {
  public:
-  // `only`: the short name of the one table to build, or empty for every registered table.
-  Session(Fen::Ptr<TarnSwitchApi::HwTableCollection> chip, const std::string& only = "");
+  // `only`: the short (or class) names of the tables to build, in any order, or empty for every
+  // registered table. An unknown name raises registeredTable's ToolError.
+  explicit Session(Fen::Ptr<TarnSwitchApi::HwTableCollection> chip,
+                   const std::vector<std::string>& only = {});
 
   // Builds every table anew from its factory on the same chip (cold empties hardware, warm keeps
-  // it and reconciles).
-  void start(TarnSwitchApi::StartMode mode);
-  // The table of that short name (or class name); ToolError naming the tables otherwise.
+  // it and reconciles). With `keepSoftware` each new table first receives every entry of the
+  // table it replaces, and its start programs them: the agent restored its software tables.
+  void start(TarnSwitchApi::StartMode mode, bool keepSoftware = false);
+  // The table of that short name (or class name); ToolError naming the tables of the run, or the
+  // registered tables for a name that is not registered.
   ToolTable& table(std::string_view name);
   std::vector<std::unique_ptr<ToolTable>>& tables() { return tables_; }
   const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip() const { return chip_; }

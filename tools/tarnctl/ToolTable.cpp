@@ -61,19 +61,28 @@ void ToolTable::addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std
   }
 }
 
-void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
-                      TarnSwitchApi::StartMode mode) {
+Fen::Ptr<Fen::PtrInterface> ToolTable::build() const {
   Fen::Ptr<Fen::PtrInterface> object = class_->factory(name_);
   auto* access = dynamic_cast<TarnSwitchTable::EntryAccess*>(object.ptr());
-  auto* table = dynamic_cast<TarnSwitchApi::SwTable*>(object.ptr());
-  if (!access || !table) throw ToolError("table " + class_->name + " offers no entry access");
+  if (!access || !dynamic_cast<TarnSwitchApi::SwTable*>(object.ptr()))
+    throw ToolError("table " + class_->name + " offers no entry access");
   if (keyClass_->name != access->keyTypeName() || resultClass_->name != access->resultTypeName()) {
     throw ToolError("table " + class_->name + ": registered key or result class differs from " +
                     access->keyTypeName() + " " + access->resultTypeName());
   }
+  return object;
+}
+
+void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
+                      TarnSwitchApi::StartMode mode, bool keepSoftware) {
+  Fen::Ptr<Fen::PtrInterface> object = build();
+  auto* access = dynamic_cast<TarnSwitchTable::EntryAccess*>(object.ptr());
+  if (keepSoftware && access_) {
+    access_->entryForEach([access](const void* k, const void* r) { access->entryCopyIs(k, r); });
+  }
   object_ = object;
   access_ = access;
-  table_ = table;
+  table_ = dynamic_cast<TarnSwitchApi::SwTable*>(object.ptr());
   TarnSwitchApi::startSwTable(*table_, chip, mode);
 }
 

@@ -38,8 +38,11 @@ class ToolTable {
   const Fen::ClassInfo& keyClass() const { return *keyClass_; }
   const Fen::ClassInfo& resultClass() const { return *resultClass_; }
 
-  // Builds a new software table from the factory and starts it on `chip`.
-  void start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip, TarnSwitchApi::StartMode mode);
+  // Builds a new software table from the factory and starts it on `chip`; with `keepSoftware`
+  // the new table first receives every entry of the table it replaces, so the start programs
+  // them (over hardware that already holds them it writes nothing).
+  void start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip, TarnSwitchApi::StartMode mode,
+             bool keepSoftware = false);
   TarnSwitchApi::SwTable& swTable() const { return *table_; }
   TarnSwitchApi::SwTableProfileConvertor& convertor() const;
   TarnSwitchTable::EntryAccess& access() const { return *access_; }
@@ -56,6 +59,8 @@ class ToolTable {
   TarnSwitchApi::HwTableConfig& hwCopy(TarnSwitchApi::HwTableId id) const;
 
  private:
+  // A new table object from the factory, checked to offer entry access of the registered types.
+  Fen::Ptr<Fen::PtrInterface> build() const;
   // Adds a path per attribute (and its children), each joined to the enclosing path `prefix`.
   void addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std::string& prefix,
                 std::vector<const Fen::AttributeInfo*> chain, bool key, int parent);

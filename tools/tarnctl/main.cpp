@@ -25,6 +25,8 @@ struct RunArgs {
   std::string hwOut;
   std::string dump;
   std::vector<std::string> traces;
+  std::string tables;  // comma-separated short names; every registered table when not given
+  bool tablesGiven = false;
   bool json = false;
   bool quiet = false;
   bool verbose = false;
@@ -60,6 +62,22 @@ Fen::Ptr<TarnSwitchApi::HwTableCollection> startChip(const RunArgs& a,
   } catch (const Fen::Exception& e) {
     throw ToolError(std::string("--hw-in: ") + e.what());
   }
+}
+
+// The names of --tables, each a registered table ("--tables: unknown table ..." otherwise).
+std::vector<std::string> selectedTables(const RunArgs& a) {
+  std::vector<std::string> names;
+  if (!a.tablesGiven) return names;
+  for (std::size_t b = 0, e = 0; e != std::string::npos; b = e + 1) {
+    e = a.tables.find(',', b);
+    names.push_back(a.tables.substr(b, e == std::string::npos ? e : e - b));
+    try {
+      registeredTable(names.back());
+    } catch (const ToolError& err) {
+      throw ToolError(std::string("--tables: ") + err.what());
+    }
+  }
+  return names;
 }
 
 void printStart(Session& s, Fen::U64 writes, bool warm) {
@@ -102,21 +120,28 @@ void writeOutputs(Session& s, const RunArgs& a) {
   }
 }
 
+// The --json summary: counts, entries per table and the rows each restart wrote.
+Json summaryJson(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64 writes) {
+  Json out = Json::object();
+  out["lines"] = st.lines;
+  out["commands"] = st.commands;
+  out["startWrites"] = startWrites;
+  out["hwWrites"] = writes;
+  out["checks"] = st.checks;
+  out["checkFailures"] = st.checkFailures;
+  out["tables"] = Json::array();
+  for (const auto& t : s.tables())
+    out["tables"].push_back(Json{{"table", t->name()}, {"entries", t->access().entryCount()}});
+  out["restarts"] = Json::array();
+  for (const auto& r : st.restarts)
+    out["restarts"].push_back(Json{{"line", r.line}, {"mode", r.mode}, {"writes", r.writes}});
+  return out;
+}
+
 void printSummary(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64 writes,
                   const RunArgs& a) {
   if (a.json) {
-    Json tables = Json::array();
-    for (const auto& t : s.tables())
-      tables.push_back(Json{{"table", t->name()}, {"entries", t->access().entryCount()}});
-    std::cout << Json{{"lines", st.lines},
-                      {"commands", st.commands},
-                      {"startWrites", startWrites},
-                      {"hwWrites", writes},
-                      {"checks", st.checks},
-                      {"checkFailures", st.checkFailures},
-                      {"tables", tables}}
-                     .dump()
-              << "\n";
+    std::cout << summaryJson(s, st, startWrites, writes).dump() << "\n";
     return;
   }
   if (a.quiet || a.dump == "-") return;
@@ -130,8 +155,9 @@ void printSummary(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64
 
 int runCommand(const RunArgs& a) {
   for (const auto& t : a.traces) traceIs(t);
+  std::vector<std::string> only = selectedTables(a);
   TarnSwitch::ChipProfile profile = profileFromOption(a.profile);
-  Session s(startChip(a, profile));
+  Session s(startChip(a, profile), only);
   bool warm = !a.hwIn.empty();
   s.start(warm ? TarnSwitchApi::StartMode::warm : TarnSwitchApi::StartMode::cold);
   bool verbose = a.verbose || (a.scripts.empty() && !a.quiet && !a.json);
@@ -155,6 +181,10 @@ void addRun(CLI::App& app, RunArgs& a, int& result) {
   run->add_option("--hw-out", a.hwOut, "save the hardware at the end");
   run->add_option("--dump", a.dump, "JSON dump of software and hardware at the end ('-': stdout)");
   run->add_option("--trace", a.traces, "MODULE=LEVEL, trace to stderr (repeatable)");
+  run->add_option("--tables", a.tables,
+                  "build only these tables, short names separated by commas (e.g. arp)")
+      ->type_name("LIST")
+      ->each([&a](const std::string&) { a.tablesGiven = true; });
   run->add_flag("--json", a.json, "print the summary as JSON");
   run->add_flag("--quiet,-q", a.quiet, "print nothing but show output and errors");
   run->add_flag("--verbose,-v", a.verbose, "echo each command and the hardware writes it causes");
