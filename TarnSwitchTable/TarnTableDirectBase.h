@@ -169,11 +169,17 @@ class DirectEntry : public DirectBaseEntry {
 template <class Desc>
 class DirectConvertor;
 
+// The empty result of a table, the result of an absent key.
+template <class Result>
+inline const Result emptyResult{};
+
 // The layout's row codec in its general form, from the simple one where it has only that.
 template <class L, class = void>
 struct DirectCodec {
-  static void encode(const L& l, const RowItem<L>& item, HwIndex row, U8, U32* buffer) {
-    l.encodeResult(item.result, buffer);
+  // Encodes software's result `r` for `key` (the empty result when r is nullptr).
+  static void encode(const L& l, const typename L::Key&, const typename L::Result* r, HwIndex row,
+                     U8, U32* buffer) {
+    l.encodeResult(r ? *r : emptyResult<typename L::Result>, buffer);  // by reference: no copy
     l.setStaticBuffer(row, buffer);
   }
   static bool decode(const L& l, HwIndex row, const U32* words, RowItem<L>& item) {
@@ -184,8 +190,10 @@ struct DirectCodec {
 };
 template <class L>
 struct DirectCodec<L, std::void_t<decltype(&L::encodeRow)>> {
-  static void encode(const L& l, const RowItem<L>& item, HwIndex row, U8 encoding, U32* buffer) {
-    l.encodeRow(item, row, encoding, buffer);
+  static void encode(const L& l, const typename L::Key& key, const typename L::Result* r,
+                     HwIndex row, U8 encoding, U32* buffer) {
+    l.encodeRow(RowItem<L>{r != nullptr, key, r ? *r : typename L::Result()}, row, encoding,
+                buffer);
   }
   static bool decode(const L& l, HwIndex row, const U32* words, RowItem<L>& item) {
     return l.decodeRow(row, words, item);
@@ -251,13 +259,15 @@ class DirectTable
   void programEntry(const Key& k, const Result* r) {
     auto* conv = profileConvertor();
     if (!conv) return;
+    if (TarnSwitchTable::moduleTrace<Desc>().on(8)) traceProgramming(k, r);
+    conv->programKey(k, r);
+  }
+  __attribute__((noinline)) void traceProgramming(const Key& k, const Result* r) const {
     const Fen::TraceHandle& trace = TarnSwitchTable::moduleTrace<Desc>();
     FEN_TRACE(trace, 8,
               "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
                       << k.toStrep());
-    const Item item{r != nullptr, k, r ? *r : Result()};
-    FEN_TRACE(trace, 8, Texts::programming << item.toStrep());
-    conv->programItem(item);
+    FEN_TRACE(trace, 8, Texts::programming << (Item{r != nullptr, k, r ? *r : Result()}.toStrep()));
   }
   static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {
     return static_cast<const Entry&>(*item);
@@ -273,6 +283,7 @@ class DirectConvertor : public DirectBaseConvertor {
   using Item = RowItem<Desc>;
   using Table = typename Desc::Table;
   using Codec = DirectCodec<Desc>;
+  static constexpr unsigned wordsPerRow = Desc::hwEntryWords;
   static constexpr const char* syncSignature =
       "virtual void TarnSwitchTable::DirectBaseConvertor::syncEntries()";
   static constexpr const char* itemLabel = " ";
@@ -305,19 +316,22 @@ class DirectConvertor : public DirectBaseConvertor {
   Key keyFromHwIndex(HwIndex index) const { return layout_->keyFromHwIndex(index); }
 
   // Programs one item: its row in every copy, written where the words differ.
-  void programItem(const Item& item) {
-    FEN_TRACE(trace(), 8,
-              "void TarnSwitchTable::DirectBaseConvertor::hwTableEntryIs("
-              "Fen::PtrConst<TarnSwitchTable::DirectBaseEntry>) "
-                  << item.toStrep());
+  void programItem(const Item& item) { programKey(item.key, item.valid ? &item.result : nullptr); }
+  // Programs the row of `k` holding `r` (its null row when r is nullptr). The hot path of every
+  // change: nothing is allocated and, with tracing off, nothing formatted.
+  void programKey(const Key& k, const Result* r) {
+    if (trace().on(8)) traceEntryIs(k, r);
     if (!enabled()) return;
-    writeItemRow(*this, item, layout_->hwIndexFromKey(item.key));
+    const HwIndex row = layout_->hwIndexFromKey(k);
+    writeRow(*this, row, [&](U8 encoding, U32* buffer) {
+      Codec::encode(*layout_, k, r, row, encoding, buffer);
+    });
   }
 
   // Reconcile hooks (TarnTableReconcile.h).
   void encodeItem(const Item& item, HwIndex row, U8 encoding, U32* buffer) const {
-    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
-    Codec::encode(*layout_, item, row, encoding, buffer);
+    std::fill(buffer, buffer + Desc::hwEntryWords, 0u);
+    Codec::encode(*layout_, item.key, item.valid ? &item.result : nullptr, row, encoding, buffer);
   }
   void staticWords(HwIndex row, U32* buffer) const {
     std::fill(buffer, buffer + hwEntryMaxWords, 0u);
@@ -372,9 +386,9 @@ class DirectConvertor : public DirectBaseConvertor {
     layout_->setStaticBuffer(index, buffer);
   }
   void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& e, U32* buffer) override {
-    const Item item = static_cast<const Entry&>(*e).item();
-    Codec::encode(*layout_, item, layout_->hwIndexFromKey(item.key), copies().front().encoding,
-                  buffer);
+    const Entry& entry = static_cast<const Entry&>(*e);
+    Codec::encode(*layout_, entry.key, entry.valid ? &entry.result : nullptr,
+                  layout_->hwIndexFromKey(entry.key), copies().front().encoding, buffer);
   }
   Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const override {
     Item item;
@@ -404,6 +418,13 @@ class DirectConvertor : public DirectBaseConvertor {
     auto e = Fen::makePtr<Entry>();
     e->itemIs(item);
     return e;
+  }
+
+  __attribute__((noinline)) void traceEntryIs(const Key& k, const Result* r) const {
+    FEN_TRACE(trace(), 8,
+              "void TarnSwitchTable::DirectBaseConvertor::hwTableEntryIs("
+              "Fen::PtrConst<TarnSwitchTable::DirectBaseEntry>) "
+                  << (Item{r != nullptr, k, r ? *r : Result()}.toStrep()));
   }
 
   std::optional<Desc> layout_;

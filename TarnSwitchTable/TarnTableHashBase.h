@@ -263,6 +263,8 @@ class HashTable : public HashBaseTable,
 
   // A new cuckoo entry from the table's pool (not yet the table's own).
   Fen::Ptr<Entry> newItem() { return pool_->take(); }
+  // Heap bytes of the pool of cuckoo entries.
+  std::size_t itemPoolBytes() const { return pool_->memoryBytes(); }
   // The table's own cuckoo entry of `k`, or nullptr.
   Entry* ownItem(const Key& k) const {
     const Fen::Ptr<Entry>* e = items_.find(k);
@@ -315,6 +317,7 @@ class HashConvertor : public HashBaseConvertor {
   using Entry = typename Desc::Entry;
   using Item = RowItem<Desc>;
   using Table = typename Desc::Table;
+  static constexpr unsigned wordsPerRow = Desc::hwEntryWords;
   static constexpr const char* syncSignature =
       "virtual void TarnSwitchTable::HashBaseConvertor::syncEntries()";
   static constexpr const char* itemLabel = " hashEntry ";
@@ -346,7 +349,7 @@ class HashConvertor : public HashBaseConvertor {
 
   // Reconcile hooks (TarnTableReconcile.h).
   void encodeItem(const Item& item, HwIndex row, U8, U32* buffer) const {
-    std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+    std::fill(buffer, buffer + Desc::hwEntryWords, 0u);
     layout_->encodeEntry(item, buffer);
     layout_->setStaticBuffer(cuckooLocation(row), buffer);
   }

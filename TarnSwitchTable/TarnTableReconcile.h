@@ -20,10 +20,27 @@
 
 namespace TarnSwitchTable {
 
-// Writes the item's encoding to every copy holding `row` whose words differ; the rows written.
-template <class Conv>
-unsigned writeItemRow(Conv& c, const typename Conv::Item& item, HwIndex row) {
-  U32 buffer[hwEntryMaxWords];
+// Writes `row` to every copy holding it whose words differ, `encode(encoding, buffer)` giving
+// the words of each encoding the copies keep (into a zeroed buffer); the rows written.
+template <class Conv, class Encode>
+unsigned writeCopies(Conv& c, HwIndex row, const Encode& encode);
+
+template <class Conv, class Encode>
+inline __attribute__((always_inline)) unsigned writeRow(Conv& c, HwIndex row,
+                                                        const Encode& encode) {
+  const Copy* sole = c.soleCopy();
+  if (sole && sole->holds(row)) {  // the common case, straight
+    U32 buffer[hwEntryMaxWords] = {};
+    encode(sole->encoding, buffer);
+    return c.template writeRowIfChanged<Conv::wordsPerRow>(*sole, row, buffer) ? 1 : 0;
+  }
+  return writeCopies(c, row, encode);
+}
+
+// writeRow for rows in several copies, or in none.
+template <class Conv, class Encode>
+unsigned writeCopies(Conv& c, HwIndex row, const Encode& encode) {
+  U32 buffer[hwEntryMaxWords] = {};
   int encoded = -1;
   unsigned written = 0;
   bool held = false;
@@ -31,13 +48,21 @@ unsigned writeItemRow(Conv& c, const typename Conv::Item& item, HwIndex row) {
     if (!copy.holds(row)) continue;
     held = true;
     if (copy.encoding != encoded) {
-      c.encodeItem(item, row, copy.encoding, buffer);
+      std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+      encode(copy.encoding, buffer);
       encoded = copy.encoding;
     }
     written += c.writeRowIfChanged(copy, row, buffer) ? 1 : 0;
   }
   if (!held) FEN_TRACE(c.trace(), 8, "HwIndex " << row << Texts::outside);
   return written;
+}
+
+// Writes the item's encoding to every copy holding `row` whose words differ; the rows written.
+template <class Conv>
+unsigned writeItemRow(Conv& c, const typename Conv::Item& item, HwIndex row) {
+  return writeRow(c, row,
+                  [&](U8 encoding, U32* buffer) { c.encodeItem(item, row, encoding, buffer); });
 }
 
 // Repairs the static bits of `row` in every copy that holds it, keeping the data bits.

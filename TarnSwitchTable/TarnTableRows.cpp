@@ -38,10 +38,13 @@ void RowConvertor::declareHwTable(HwTableId id, const std::string& hwTableName, 
   c.compareWords = form.compareWords ? form.compareWords : c.words;
   c.encoding = form.encoding;
   if (c.words > 0) TarnSwitchApi::DataArrayIndex(c.words - 1u);
-  FEN_ASSERT(c.compareWords <= c.words);
+  FEN_ASSERT(c.compareWords <= c.words && c.words <= hwEntryWords_);
   rowLower_ = copies_.empty() ? lower : std::min(rowLower_, lower);
   rowUpper_ = copies_.empty() ? upper : std::max(rowUpper_, upper);
   copies_.push_back(c);
+  const Copy& first = copies_.front();
+  const bool whole = first.words == hwEntryWords_ && first.compareWords == hwEntryWords_;
+  soleCopy_ = copies_.size() == 1 && whole ? &first : nullptr;
 }
 
 const Copy* RowConvertor::copy(HwTableId id) const {

@@ -87,6 +87,9 @@ class RowConvertor : public SwTableProfileConvertor {
 
   // Every declared copy, in the order declared.
   const std::vector<Copy>& copies() const { return copies_; }
+  // The only copy, when the table has one and it holds whole rows (hwEntryWords written and
+  // compared); nullptr otherwise. The fast path of a write.
+  const Copy* soleCopy() const { return soleCopy_; }
   // The copy of that HwTableId, or nullptr.
   const Copy* copy(HwTableId id) const;
   // The copy a row is read back from: the first declared copy that holds it (nullptr: none).
@@ -108,18 +111,28 @@ class RowConvertor : public SwTableProfileConvertor {
   // Writes the copy's words of row `index` unless the row holds the same compared words at that
   // index (words past the copy's count are kept). True when written.
   bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
-    if (rowEquals(c, index, words)) return false;
-    c.table->entryWordsIs(index, words, c.words);
-    return true;
+    try {
+      return c.table->entryWordsIsIfChanged(index, words, c.compareWords, c.words);
+    } catch (const Cairn::CorruptionDetectedException& e) {
+      return corruptedRowIs(c, index, words, e);
+    }
+  }
+  // The same for a copy that writes and compares Words words: the counts known when compiled.
+  template <unsigned Words>
+  bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
+    try {
+      return c.table->entryWordsIsIfChanged(index, words, Words, Words);
+    } catch (const Cairn::CorruptionDetectedException& e) {
+      return corruptedRowIs(c, index, words, e);
+    }
   }
   // Whether the compared words of the copy's row equal `words` (absent or corrupt: false).
   bool rowEquals(const Copy& c, HwIndex index, const U32* words) {
     const HwEntryConfig* row = storedRow(c, index);
     if (!row || row->index() != index) return false;
-    const U32* held = row->dataArray();
-    const unsigned present = row->words();
+    const U32* held = row->dataArray();  // words past the row's count read 0
     for (unsigned i = 0; i < c.compareWords; ++i) {
-      if ((i < present ? held[i] : 0u) != words[i]) return false;
+      if (held[i] != words[i]) return false;
     }
     return true;
   }
@@ -146,6 +159,13 @@ class RowConvertor : public SwTableProfileConvertor {
 
  protected:
   friend class HwTables;
+  // A row whose read reported corruption compares as absent: reported, then written.
+  bool corruptedRowIs(const Copy& c, HwIndex index, const U32* words,
+                      const Cairn::CorruptionDetectedException& e) {
+    doCorruptionDetected(e.what());
+    c.table->entryWordsIs(index, words, c.words);
+    return true;
+  }
   // The row the copy holds at `index`, or nullptr when absent; a corrupted row is reported to
   // the corruption hook and reads as absent.
   const HwEntryConfig* storedRow(const Copy& c, HwIndex index) {
@@ -169,6 +189,7 @@ class RowConvertor : public SwTableProfileConvertor {
   U8 hwEntryWords_;
   std::map<U8, U32> hwStaticWord_;
   std::vector<Copy> copies_;
+  const Copy* soleCopy_ = nullptr;
   HwTableDescriptor* descriptor0_ = nullptr;
   HwIndex rowLower_ = 0;
   HwIndex rowUpper_ = 0;

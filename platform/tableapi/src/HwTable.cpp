@@ -54,7 +54,7 @@ void HwTableConfig::entryIs(const HwEntryConfig& config) {
   r.corrupt = false;
   r.config = config;
   ++writes_;
-  for (const auto& o : observers_) o(*this, config);
+  if (!observers_.empty()) notify(config);
 }
 
 void HwTableConfig::entryWordsIs(HwIndex index, const U32* words, unsigned count) {
@@ -64,7 +64,11 @@ void HwTableConfig::entryWordsIs(HwIndex index, const U32* words, unsigned count
   r.corrupt = false;
   r.config.dataPrefixIs(words, count);
   ++writes_;
-  for (const auto& o : observers_) o(*this, r.config);
+  if (!observers_.empty()) notify(r.config);
+}
+
+void HwTableConfig::notify(const HwEntryConfig& row) const {
+  for (const auto& o : observers_) o(*this, row);
 }
 
 void HwTableConfig::entryDel(HwIndex index) {

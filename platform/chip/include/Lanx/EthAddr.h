@@ -7,31 +7,35 @@
 
 namespace Lanx {
 
+// Kept as two integers (octets 0..3, octets 4..5), so copies, comparisons and conversions are a
+// few instructions.
 class EthAddr {
  public:
   constexpr EthAddr() = default;
-  constexpr explicit EthAddr(const std::array<Fen::U8, 6>& octets) : o_(octets) {}
+  constexpr explicit EthAddr(const std::array<Fen::U8, 6>& o)
+      : high_((Fen::U32(o[0]) << 24) | (Fen::U32(o[1]) << 16) | (Fen::U32(o[2]) << 8) | o[3]),
+        low_(Fen::U16((o[4] << 8) | o[5])) {}
   // From the low 48 bits of v, octet 0 being the most significant.
-  static EthAddr fromU64(Fen::U64 v) {
-    std::array<Fen::U8, 6> o{};
-    for (unsigned i = 0; i < 6; ++i) o[i] = Fen::U8(v >> (8 * (5 - i)));
-    return EthAddr(o);
+  static constexpr EthAddr fromU64(Fen::U64 v) {
+    EthAddr a;
+    a.high_ = Fen::U32(v >> 16);
+    a.low_ = Fen::U16(v);
+    return a;
   }
-  Fen::U64 toU64() const {
-    Fen::U64 v = 0;
-    for (auto b : o_) v = (v << 8) | b;
-    return v;
+  constexpr Fen::U64 toU64() const { return (Fen::U64(high_) << 16) | low_; }
+
+  Fen::U8 octet(unsigned i) const { return Fen::U8(toU64() >> (8 * (5 - i))); }
+  bool isZero() const { return high_ == 0 && low_ == 0; }
+
+  friend bool operator==(const EthAddr& a, const EthAddr& b) {
+    return a.high_ == b.high_ && a.low_ == b.low_;
   }
-
-  Fen::U8 octet(unsigned i) const { return o_[i]; }
-  bool isZero() const { return toU64() == 0; }
-
-  friend bool operator==(const EthAddr& a, const EthAddr& b) { return a.o_ == b.o_; }
-  friend bool operator!=(const EthAddr& a, const EthAddr& b) { return a.o_ != b.o_; }
-  friend bool operator<(const EthAddr& a, const EthAddr& b) { return a.o_ < b.o_; }
+  friend bool operator!=(const EthAddr& a, const EthAddr& b) { return !(a == b); }
+  friend bool operator<(const EthAddr& a, const EthAddr& b) { return a.toU64() < b.toU64(); }
 
  private:
-  std::array<Fen::U8, 6> o_{};
+  Fen::U32 high_ = 0;
+  Fen::U16 low_ = 0;
 };
 
 }  // namespace Lanx

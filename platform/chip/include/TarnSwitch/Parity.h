@@ -5,12 +5,7 @@
 namespace TarnSwitch {
 
 constexpr Fen::U32 parity32Bit(Fen::U32 w) {
-  w ^= w >> 16;
-  w ^= w >> 8;
-  w ^= w >> 4;
-  w ^= w >> 2;
-  w ^= w >> 1;
-  return w & 1u;
+  return Fen::U32(__builtin_parity(w));
 }
 
 constexpr Fen::U32 parityU32Array(const Fen::U32* words, unsigned n) {

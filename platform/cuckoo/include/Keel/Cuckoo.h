@@ -165,6 +165,11 @@ class HashTable : public Fen::PtrInterface {
   // The item at the location without taking a reference; nullptr when free.
   const HashItem* residentAt(const CuckooLocation& location) const;
   U32 locationCount() const { return U32(slots_.size()); }
+  // Heap bytes of the locations and of the search's scratch.
+  std::size_t memoryBytes() const {
+    return slots_.capacity() * sizeof(Slot) +
+           (seen_.capacity() + parent_.capacity() + queue_.capacity()) * sizeof(U32);
+  }
   U32 itemCount() const { return itemCount_; }
   // Residents moved by inserts since the table was made.
   unsigned long long moveCount() const { return moveCount_; }

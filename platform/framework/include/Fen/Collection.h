@@ -75,20 +75,11 @@ class KeyedCollection {
   // Stores v under k; returns false (and changes nothing) when k already held an equal value.
   bool set(const K& k, const V& v) {
     const U32 tag = tagOf(k);
-    if (slots_.empty()) rehash(minCapacity);
-    std::size_t i = probe(k, tag);
-    if (slots_[i].tag != 0) {
-      if (slots_[i].value == v) return false;
-      slots_[i].value = v;
-      return true;
-    }
-    Slot fresh{tag, k, v};  // copied first: k or v may live in the slots that growing frees
-    if ((size_ + 1) * 4 > slots_.size() * 3) {
-      rehash(slots_.size() * 2);
-      i = probe(fresh.key, tag);
-    }
-    slots_[i] = std::move(fresh);
-    ++size_;
+    if (slots_.empty()) return insert(tag, k, v);
+    const std::size_t i = probe(k, tag);
+    if (slots_[i].tag == 0) return insert(tag, k, v);
+    if (slots_[i].value == v) return false;
+    slots_[i].value = v;
     return true;
   }
 
@@ -177,6 +168,15 @@ class KeyedCollection {
     std::size_t i = home(tag);
     while (slots_[i].tag != 0 && !(slots_[i].tag == tag && slots_[i].key == k)) i = (i + 1) & mask_;
     return i;
+  }
+  // Adds a key that is absent, growing the table first when it would pass three quarters full.
+  __attribute__((noinline)) bool insert(U32 tag, const K& k, const V& v) {
+    Slot fresh{tag, k, v};  // copied first: k or v may live in the slots that growing frees
+    if (slots_.empty() || (size_ + 1) * 4 > slots_.size() * 3)
+      rehash(std::max(minCapacity, slots_.size() * 2));
+    slots_[probe(fresh.key, tag)] = std::move(fresh);
+    ++size_;
+    return true;
   }
   // Empties slot `hole`, then moves each later member of its run that may live there (the hole
   // lies between its home and its slot) back into the hole, so every run stays unbroken.

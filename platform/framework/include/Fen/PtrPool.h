@@ -49,6 +49,10 @@ class PtrPool : public PtrInterface {
   // Objects made so far, and how many of them are free.
   std::size_t objectCount() const { return chunks_.size() * chunkSize; }
   std::size_t freeCount() const { return free_.size(); }
+  // Heap bytes the pool holds.
+  std::size_t memoryBytes() const {
+    return chunks_.size() * chunkSize * sizeof(T) + free_.capacity() * sizeof(T*);
+  }
 
  private:
   friend class Pooled<T>;

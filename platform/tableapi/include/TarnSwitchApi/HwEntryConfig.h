@@ -14,6 +14,7 @@ class HwEntryConfig {
   // Count of data words set (the highest word set plus one).
   unsigned words() const { return unsigned(data_.size()); }
   U32 data(DataArrayIndex i) const { return data_[i.value()]; }
+  // All 8 words; those past the count are 0.
   const U32* dataArray() const { return data_.data(); }
   // Sets word i, growing the word count to cover it.
   void dataIs(DataArrayIndex i, U32 value) { data_.setAt(i.value(), value); }

@@ -49,6 +49,27 @@ class HwTableConfig : public Fen::PtrInterface {
   // Sets words 0 .. count-1 of row `index` in place (an absent row starts empty, words past
   // `count` are kept), then counts and reports the write as entryIs does.
   void entryWordsIs(HwIndex index, const U32* words, unsigned count);
+  // Writes words 0 .. count-1 of row `index` as entryWordsIs does, unless the row is present and
+  // already holds words 0 .. compare-1 (compare <= count); true when written. A row marked
+  // corrupt raises the corruption exception and is not written. The comparison reads the shadow
+  // in place; only a write costs a call.
+  bool entryWordsIsIfChanged(HwIndex index, const U32* words, unsigned compare, unsigned count) {
+    Row& r = row(index);
+    if (r.corrupt) corrupted(index);
+    if (r.present) {
+      const U32* held = r.config.dataArray();  // words past the row's count read 0
+      unsigned i = 0;
+      while (i < compare && held[i] == words[i]) ++i;
+      if (i == compare) return false;
+    } else {
+      r.config = HwEntryConfig(index);
+      r.present = true;
+    }
+    r.config.dataPrefixIs(words, count);
+    ++writes_;
+    if (!observers_.empty()) notify(r.config);
+    return true;
+  }
   // Makes a row absent, as on a chip that was never written there.
   void entryDel(HwIndex index);
 
@@ -81,6 +102,8 @@ class HwTableConfig : public Fen::PtrInterface {
   // Raise HwIndexException for an index outside the table, and the corruption exception.
   [[noreturn]] __attribute__((cold, noinline)) void outside(HwIndex index) const;
   [[noreturn]] __attribute__((cold, noinline)) void corrupted(HwIndex index) const;
+  // Tells the observers of a write.
+  __attribute__((noinline)) void notify(const HwEntryConfig& row) const;
 
   std::string name_;
   HwIndex lower_;
