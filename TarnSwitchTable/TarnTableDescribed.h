@@ -12,8 +12,10 @@
 // Each engine adds what it needs of the row layout (see TarnTableDirectBase.h and
 // TarnTableHashBase.h).
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "Fen/Registry.h"
 #include "TarnSwitch/ChipProfile.h"
@@ -55,6 +57,49 @@ class HwTables {
   RowConvertor& convertor_;
   TableState state_;
   const char* word_;
+};
+
+// A static-word mask of a layout: bits of `word` that depend only on the row.
+struct StaticWord {
+  U8 word;
+  U32 mask;
+};
+
+// Whether a layout lists static-word masks (`Desc::staticWords`).
+template <class Desc, class = void>
+struct HasStaticWords : std::false_type {};
+template <class Desc>
+struct HasStaticWords<Desc, std::void_t<decltype(Desc::staticWords)>> : std::true_type {};
+
+// What every typed convertor does with its layout: builds it for the connected chip's profile
+// with its static-word masks, and declares its copies when the hardware tables are created (then
+// runs the start-up walk of state init). Derived is the typed convertor, Base its engine's.
+template <class Derived, class Base, class Desc>
+class DescribedConvertor : public Base {
+ public:
+  template <class... A>
+  explicit DescribedConvertor(A&&... args) : Base(std::forward<A>(args)...) {}
+  const char* fwkType() const override { return Desc::convertorName; }
+  const Desc& layout() const { return *layout_; }
+
+  void handleInitialized() override {
+    layout_.emplace(this->profile());
+    this->hwStaticWordDelAll();
+    if constexpr (HasStaticWords<Desc>::value) {
+      for (const StaticWord& s : Desc::staticWords) this->hwStaticWordIs(s.word, s.mask);
+    }
+  }
+  void doCreateHwTables(TableState state, bool resetHw) override {
+    FEN_TRACE(this->trace(), 8,
+              "virtual void " << Desc::convertorName
+                              << "::doCreateHwTables(TarnSwitchApi::TableState, bool) "
+                              << unsigned(state) << " " << (resetHw ? "true" : "false"));
+    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
+    if (state == TableState::init) static_cast<Derived&>(*this).initHwEntries(resetHw);
+  }
+
+ protected:
+  std::optional<Desc> layout_;
 };
 
 // The registers of a row: word i goes to prefix + names[i].

@@ -36,12 +36,6 @@ using TarnSwitchApi::HwTableDescriptorConfig;
 // The engine's trace handle (module "TarnTableDirectBase").
 const Fen::TraceHandle& directBaseTrace();
 
-// A static-word mask of a layout: bits of `word` that depend only on the row.
-struct StaticWord {
-  U8 word;
-  U32 mask;
-};
-
 // The row item handed between a direct table and its convertor.
 class DirectBaseEntry : public Fen::PtrInterface {
  public:
@@ -139,12 +133,6 @@ struct ProgramsUnchanged : std::true_type {};
 template <class Desc>
 struct ProgramsUnchanged<Desc, std::void_t<decltype(Desc::programsUnchanged)>>
     : std::bool_constant<Desc::programsUnchanged> {};
-
-// Whether a layout lists static-word masks (`Desc::staticWords`).
-template <class Desc, class = void>
-struct HasStaticWords : std::false_type {};
-template <class Desc>
-struct HasStaticWords<Desc, std::void_t<decltype(Desc::staticWords)>> : std::true_type {};
 
 // Entry of a direct table described by Desc.
 template <class Desc>
@@ -275,7 +263,8 @@ class DirectTable
 };
 
 template <class Desc>
-class DirectConvertor : public DirectBaseConvertor {
+class DirectConvertor
+    : public DescribedConvertor<DirectConvertor<Desc>, DirectBaseConvertor, Desc> {
  public:
   using Key = typename Desc::Key;
   using Result = typename Desc::Result;
@@ -288,29 +277,16 @@ class DirectConvertor : public DirectBaseConvertor {
       "virtual void TarnSwitchTable::DirectBaseConvertor::syncEntries()";
   static constexpr const char* itemLabel = " ";
 
-  explicit DirectConvertor(DirectTable<Desc>* table)
-      : DirectBaseConvertor(table, Desc::hwEntryWords) {}
-  const char* fwkType() const override { return Desc::convertorName; }
+  using Described = DescribedConvertor<DirectConvertor<Desc>, DirectBaseConvertor, Desc>;
+  using DirectBaseConvertor::swTable;
+  using RowConvertor::copies;
+  using RowConvertor::enabled;
+  using RowConvertor::primaryCopy;
+  using RowConvertor::readRow;
+  using RowConvertor::trace;
 
-  const Desc& layout() const { return *layout_; }
-  Table& table() const { return static_cast<Table&>(*swTable()); }
-
-  // The layout is built for the connected chip's profile, with the static-word masks.
-  void handleInitialized() override {
-    layout_.emplace(profile());
-    hwStaticWordDelAll();
-    if constexpr (HasStaticWords<Desc>::value) {
-      for (const StaticWord& s : Desc::staticWords) hwStaticWordIs(s.word, s.mask);
-    }
-  }
-  void doCreateHwTables(TableState state, bool resetHw) override {
-    FEN_TRACE(trace(), 8,
-              "virtual void " << Desc::convertorName
-                              << "::doCreateHwTables(TarnSwitchApi::TableState, bool) "
-                              << unsigned(state) << " " << (resetHw ? "true" : "false"));
-    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
-    if (state == TableState::init) initHwEntries(resetHw);
-  }
+  explicit DirectConvertor(DirectTable<Desc>* table) : Described(table, Desc::hwEntryWords) {}
+  Table& table() const { return static_cast<Table&>(*this->swTable()); }
 
   HwIndex hwIndexFromKey(const Key& k) const { return layout_->hwIndexFromKey(k); }
   Key keyFromHwIndex(HwIndex index) const { return layout_->keyFromHwIndex(index); }
@@ -413,6 +389,10 @@ class DirectConvertor : public DirectBaseConvertor {
     return entryOf(item);
   }
 
+ protected:
+  using Described::layout_;
+  using RowConvertor::copyChecked;
+
  private:
   static Fen::Ptr<DirectBaseEntry> entryOf(const Item& item) {
     auto e = Fen::makePtr<Entry>();
@@ -426,8 +406,6 @@ class DirectConvertor : public DirectBaseConvertor {
               "Fen::PtrConst<TarnSwitchTable::DirectBaseEntry>) "
                   << (Item{r != nullptr, k, r ? *r : Result()}.toStrep()));
   }
-
-  std::optional<Desc> layout_;
 };
 
 }  // namespace TarnSwitchTable

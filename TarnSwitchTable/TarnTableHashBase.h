@@ -310,7 +310,7 @@ class HashTable : public HashBaseTable,
 };
 
 template <class Desc>
-class HashConvertor : public HashBaseConvertor {
+class HashConvertor : public DescribedConvertor<HashConvertor<Desc>, HashBaseConvertor, Desc> {
  public:
   using Key = typename Desc::Key;
   using Result = typename Desc::Result;
@@ -322,30 +322,22 @@ class HashConvertor : public HashBaseConvertor {
       "virtual void TarnSwitchTable::HashBaseConvertor::syncEntries()";
   static constexpr const char* itemLabel = " hashEntry ";
 
+  using Described = DescribedConvertor<HashConvertor<Desc>, HashBaseConvertor, Desc>;
+  using HashBaseConvertor::cuckooLocation;
+  using HashBaseConvertor::hashWays;
+  using HashBaseConvertor::hwIndex;
+  using HashBaseConvertor::swTable;
+  using RowConvertor::copies;
+  using RowConvertor::enabled;
+  using RowConvertor::primaryCopy;
+  using RowConvertor::readRow;
+  using RowConvertor::ring;
+  using RowConvertor::trace;
+
   explicit HashConvertor(HashTable<Desc>* table)
-      : HashBaseConvertor(table, Desc::hwEntryWords, Desc::hashBuckets, Desc::hashBits,
-                          Desc::hashWays, Desc::hashEntries) {}
-  const char* fwkType() const override { return Desc::convertorName; }
-
-  const Desc& layout() const { return *layout_; }
-  Table& table() const { return static_cast<Table&>(*swTable()); }
-
-  // The layout is built for the connected chip's profile, with the static-word masks.
-  void handleInitialized() override {
-    layout_.emplace(profile());
-    hwStaticWordDelAll();
-    if constexpr (HasStaticWords<Desc>::value) {
-      for (const StaticWord& s : Desc::staticWords) hwStaticWordIs(s.word, s.mask);
-    }
-  }
-  void doCreateHwTables(TableState state, bool resetHw) override {
-    FEN_TRACE(trace(), 8,
-              "virtual void " << Desc::convertorName
-                              << "::doCreateHwTables(TarnSwitchApi::TableState, bool) "
-                              << unsigned(state) << " " << (resetHw ? "true" : "false"));
-    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
-    if (state == TableState::init) initHwEntries(resetHw);
-  }
+      : Described(table, Desc::hwEntryWords, Desc::hashBuckets, Desc::hashBits, Desc::hashWays,
+                  Desc::hashEntries) {}
+  Table& table() const { return static_cast<Table&>(*this->swTable()); }
 
   // Reconcile hooks (TarnTableReconcile.h).
   void encodeItem(const Item& item, HwIndex row, U8, U32* buffer) const {
@@ -464,8 +456,9 @@ class HashConvertor : public HashBaseConvertor {
     return e;
   }
 
- private:
-  std::optional<Desc> layout_;
+ protected:
+  using Described::layout_;
+  using RowConvertor::copyChecked;
 };
 
 }  // namespace TarnSwitchTable

@@ -68,23 +68,28 @@ class Layer2Table
 };
 
 template <class Desc>
-class Layer2Convertor : public RowConvertor {
+class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConvertor, Desc> {
  public:
   using Key = typename Desc::Key;
   using Result = typename Desc::Result;
   using Table = typename Desc::Table;
 
-  explicit Layer2Convertor(Layer2Table<Desc>* table)
-      : RowConvertor(table, Desc::hwEntryWords, layer2Trace()) {}
-  const char* fwkType() const override { return Desc::convertorName; }
-  const Desc& layout() const { return *layout_; }
-  Table& table() const { return static_cast<Table&>(*owner()); }
+  using Described = DescribedConvertor<Layer2Convertor<Desc>, RowConvertor, Desc>;
+  using RowConvertor::copies;
+  using RowConvertor::copy;
+  using RowConvertor::descriptor;
+  using RowConvertor::descriptor0;
+  using RowConvertor::enabled;
+  using RowConvertor::heldEquals;
+  using RowConvertor::readRow;
+  using RowConvertor::rowLower;
+  using RowConvertor::rowUpper;
+  using RowConvertor::trace;
+  using RowConvertor::writeRowIfChanged;
 
-  void handleInitialized() override { layout_.emplace(profile()); }
-  void doCreateHwTables(TableState state, bool resetHw) override {
-    layout_->declare(HwTables(*this, state, Desc::hwTableWord));
-    if (state == TableState::init) initHwEntries(resetHw);
-  }
+  explicit Layer2Convertor(Layer2Table<Desc>* table)
+      : Described(table, Desc::hwEntryWords, layer2Trace()) {}
+  Table& table() const { return static_cast<Table&>(*this->owner()); }
 
   // Writes the result at the key's row of every copy whose compared words differ.
   virtual void hwTableEntryIs(const Key& k, const Result& r) {
@@ -179,7 +184,8 @@ class Layer2Convertor : public RowConvertor {
     if (read && !(*read == Desc::defaultResult())) table().entryIs(k, *read);
   }
 
-  std::optional<Desc> layout_;
+  using Described::layout_;
+  using RowConvertor::copyChecked;
 };
 
 }  // namespace TarnSwitchTable

@@ -247,9 +247,6 @@ struct TestHash {
       return (w[2] & 1u) != 0;
     }
   };
-  static constexpr U32 ways = Ways, bits = Bits, buckets = 1u << Bits;
-  static constexpr unsigned copies = Copies;
-
   class Entry : public TarnSwitchTable::HashEntry<Layout> {};
   class Convertor : public TarnSwitchTable::HashConvertor<Layout> {
    public:
