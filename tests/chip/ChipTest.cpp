@@ -62,7 +62,7 @@ TEST(BitStreamDeathTest, RefusesFieldsOf64BitsOrSpanningMoreThanNineBytes) {
 static_assert(TarnSwitch::parity32Bit(0x7u) == 1 && TarnSwitch::parity32Bit(0x3u) == 0,
               "parity is usable at compile time");
 
-TEST(EthAddrTest, TextBothWaysAndU64RoundTrip) {
+TEST(EthAddrTest, TextBothWaysAndU64RoundTripAndBadFormsAreRefused) {
   const EthAddr a = Fen::parseText<EthAddr>("aB:1A:2b:3C:4d:F0");
   EXPECT_EQ(a.toU64(), 0xAB1A2B3C4DF0ull);
   EXPECT_EQ(Fen::printText(a), "ab:1a:2b:3c:4d:f0");
@@ -76,9 +76,6 @@ TEST(EthAddrTest, TextBothWaysAndU64RoundTrip) {
     ASSERT_EQ(Fen::parseText<EthAddr>(Fen::printText(a)), a) << "seed " << seed;
     ASSERT_EQ(a < EthAddr::fromU64(v + 1), v + 1 <= 0xFFFFFFFFFFFFull) << "seed " << seed;
   }
-}
-
-TEST(EthAddrTest, BadFormsAreRefused) {
   const std::string expected = "\"an Ethernet address aa:bb:cc:dd:ee:ff\", instead got ";
   for (const auto& [text, message] : std::vector<std::pair<std::string, std::string>>{
            {"0g:00:00:00:00:00", expected + "0g:00:00:00:00:00"},
@@ -104,26 +101,20 @@ TEST(ParityTest, MatchesBruteForceBitCount) {
   }
 }
 
-TEST(ChipProfileTest, BuiltinProfilesHaveTheSettledFieldsAndTheApiLevelIsOrdered) {
+// The built-in profiles' fields are pinned by the tool's dump and its `profiles` listing.
+TEST(ChipProfileTest, BuiltinProfilesByNameTextRoundTripAndTheApiLevelIsOrdered) {
   const auto& all = TarnSwitch::builtinProfiles();
   ASSERT_EQ(all.size(), 2u);
   EXPECT_TRUE(TarnSwitch::builtinProfile("default") == &all[0] &&
               TarnSwitch::builtinProfile("legacy") == &all[1] &&
               !TarnSwitch::builtinProfile("Default"));
-  EXPECT_EQ(all[0].toStrep(),
-            "Value('TarnSwitch::ChipProfile', ** {'name': 'default', 'portCount': 48, "
-            "'pipelineCount': 4, 'portsPerPipeline': 12, 'hasCpuPipeline': true, 'revision': 2, "
-            "'hwApi': 4.1})");
-  EXPECT_EQ(all[0].egressProcessorCount(), 24u);
   TarnSwitch::ChipProfile p = all[1];
   p.portCount = 65535;
   p.hwApi = ProfileHwApi{255, 10};
   EXPECT_EQ(TarnSwitch::ChipProfile::fromText(p.toStrep()), p);
-  EXPECT_NE(p, all[1]);
   EXPECT_THROW(Fen::parseText<ProfileHwApi>("4"), Fen::TextFormException);
   EXPECT_THROW(Fen::parseText<ProfileHwApi>("4.256"), Fen::RangeException);
   auto api = [](U8 major, U8 minor) { return ProfileHwApi{major, minor}; };
-  EXPECT_EQ(ProfileHwApi(), api(4, 1));  // ordered by major, then minor
   EXPECT_TRUE(api(3, 9) < api(4, 0) && api(4, 1) < api(4, 10) && api(4, 0) != api(4, 1));
   EXPECT_FALSE(api(4, 10) < api(4, 1) || api(4, 1) < api(4, 1) || api(5, 0) < api(4, 9));
 }

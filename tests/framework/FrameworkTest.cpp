@@ -130,12 +130,10 @@ TEST(KeyedCollectionTest, ChangesReachObserversOnlyThroughNotifyAndReserveAvoids
   Strings heard;
   coll.observerIs([&](const U32& k) { heard.push_back("a" + std::to_string(k)); });
   coll.observerIs([&](const U32& k) { heard.push_back("b" + std::to_string(k)); });
-  EXPECT_TRUE(coll.set(2, "x") && !coll.set(2, "x") && coll.set(2, "y") && coll.set(1, "z"));
-  EXPECT_EQ(*coll.find(2), "y");
+  coll.set(1, "z");
   EXPECT_TRUE(heard.empty());  // the owner decides when to notify
   coll.notify(2);
   EXPECT_EQ(heard, (Strings{"a2", "b2"}));
-  EXPECT_TRUE(coll.del(2) && !coll.del(2) && !coll.has(2) && coll.has(1));
   for (U32 k = 2; k < 100; ++k) coll.set(k, *coll.find(k - 1));  // read in place, across growth
   EXPECT_EQ(*coll.find(99), "z");
   coll.reserve(1000);
@@ -160,8 +158,7 @@ void printChars(std::string& out, const void* payload) {
   out.append(static_cast<const char*>(payload), Fen::RingTrace::maxPayload);
 }
 
-// A dual trace records every form as the text of the line it stands for, and emits (formatting
-// a compact record) only when the handle is on.
+// FEN_TRACE evaluates its operands only when its handle's module is on at that level.
 TEST(TraceTest, LevelsPerModuleAndNoFormattingWhenOff) {
   Strings seen;
   Fen::traceSinkIs([&](const char* module, int level, const std::string& text) {
@@ -176,71 +173,66 @@ TEST(TraceTest, LevelsPerModuleAndNoFormattingWhenOff) {
   Fen::traceLevelIs("FrameworkTest.A", 5);
   EXPECT_TRUE(traced(traceA, 5) && !traced(traceA, 6));
   EXPECT_TRUE(traced(traceA2, 0) && !traced(traceB, 0));  // every handle of the module, no other
-  Fen::RingTrace ring;
-  Fen::DualTrace dual(traceB, ring);
-  int prints = 0;
-  const std::string chars(Fen::RingTrace::maxPayload, 'q');
-  Strings recorded, emitted{"FrameworkTest.A 5 value 42", "FrameworkTest.A 0 value 42"};
-  auto writeEach = [&](int level, U32 n, bool on) {
-    dual.write(level, "parts ", n, '/', level);
-    dual.write(level, "number ", U64(n));
-    dual.write(level, "hop ", Hop{n, &prints});
-    dual.write(level, "raw ", &printChars, chars.data(), chars.size());
-    const std::string num = std::to_string(n), lv = std::to_string(level);
-    for (const auto& line :
-         {"parts " + num + "/" + lv, "number " + num, "hop port " + num, "raw " + chars}) {
-      recorded.push_back(line);
-      if (on) emitted.push_back("FrameworkTest.B " + lv + " " + line);
-    }
-  };
-  writeEach(3, 1, false);
-  EXPECT_EQ(prints, 0);
-  Fen::traceLevelIs("FrameworkTest.B", 3);
-  writeEach(3, 2, true);
-  writeEach(4, 3, false);
-  EXPECT_EQ(prints, 1);
-  EXPECT_EQ(ring.lines(), recorded);
-  EXPECT_EQ(seen, emitted);
   Fen::traceOffAll();
   EXPECT_FALSE(traced(traceA, 0));
   Fen::traceSinkIs(nullptr);
+  EXPECT_EQ(seen, (Strings{"FrameworkTest.A 5 value 42", "FrameworkTest.A 0 value 42"}));
   EXPECT_THAT([] { Fen::traceLevelIs("FrameworkTest.None", 1); },
               ThrowsMessage<Fen::RangeException>("no trace module named 'FrameworkTest.None'"));
 }
 
-// Random writes of every form (and clears) against a deque of the lines they stand for.
+// Random writes of every form through a dual trace at random levels, while the module's level
+// changes, and clears: the ring keeps the newest records, read back as the lines they stand for,
+// and the sink gets exactly the writes whose level is on. A compact record is formatted only
+// when it is emitted or read.
 TEST(RingTraceTest, RecordsReadBackAsTheirLinesAndOnlyTheNewestStay) {
   const unsigned seed = 20240613;
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 rng(seed);
-  int prints = 0;
+  Strings seen, emitted;
+  Fen::traceSinkIs([&](const char*, int level, const std::string& text) {
+    seen.push_back(std::to_string(level) + " " + text);
+  });
+  int prints = 0, formats = 0, on = -1;
   for (std::size_t capacity : {0, 1, 5}) {
     Fen::RingTrace ring(capacity);
+    Fen::DualTrace dual(traceB, ring);
     std::deque<std::string> model;
-    for (int step = 0; step < 80; ++step) {
+    for (int step = 0; step < 200; ++step) {
       const U32 n = U32(rng()), kind = rng() % 25;
+      const int level = int(rng() % 10);
       const std::string chars(Fen::RingTrace::maxPayload, char('a' + n % 26));
-      const std::string lines[] = {"line " + std::to_string(n),
+      const std::string lines[] = {"line " + std::to_string(n) + "/" + std::to_string(level),
                                    "number " + std::to_string(U64(n) << 24),
                                    "hop port " + std::to_string(n), "raw " + chars};
-      if (kind % 4 == 0) ring.write(lines[0]);
-      if (kind % 4 == 1) ring.write("number ", U64(n) << 24);
-      if (kind % 4 == 2) ring.write("hop ", Hop{n, &prints});
-      if (kind % 4 == 3) ring.write("raw ", &printChars, chars.data(), chars.size());
+      if (kind % 4 == 0) dual.write(level, "line ", n, '/', level);
+      if (kind % 4 == 1) dual.write(level, "number ", U64(n) << 24);
+      if (kind % 4 == 2) dual.write(level, "hop ", Hop{n, &prints});
+      if (kind % 4 == 3) dual.write(level, "raw ", &printChars, chars.data(), chars.size());
+      if (level <= on) emitted.push_back(std::to_string(level) + " " + lines[kind % 4]);
+      formats += level <= on && kind % 4 == 2;
       model.push_back(lines[kind % 4]);
       if (model.size() > capacity) model.pop_front();
       if (kind == 24) {
         ring.clear();
         model.clear();
       }
+      if (kind == 23) Fen::traceLevelIs("FrameworkTest.B", on = int(rng() % 10));
+      if (kind == 22) Fen::traceOffAll(), on = -1;
       ASSERT_EQ(ring.lines(), Strings(model.begin(), model.end())) << capacity << " " << step;
+      ASSERT_EQ(ring.size(), model.size());
       const std::string prefix = lines[rng() % 4].substr(0, rng() % 12);
       const auto starts = [&](const std::string& l) { return l.rfind(prefix, 0) == 0; };
       ASSERT_EQ(ring.count(prefix), std::size_t(std::count_if(model.begin(), model.end(), starts)))
           << capacity << " " << step << " " << prefix;
-      ASSERT_EQ(ring.size(), model.size());
+      const auto hop = [](const std::string& l) { return l.rfind("hop ", 0) == 0; };
+      formats += 2 * int(std::count_if(model.begin(), model.end(), hop));  // lines() and count()
+      ASSERT_EQ(prints, formats) << capacity << " " << step;
+      ASSERT_EQ(seen, emitted) << capacity << " " << step;
     }
   }
+  Fen::traceOffAll();
+  Fen::traceSinkIs(nullptr);
 }
 
 TEST(RingTraceDeathTest, PayloadLargerThanARecordIsFatal) {
@@ -289,44 +281,42 @@ struct Outer : Fen::Value<Outer> {
   std::string label;
   Fen::TraceLevel level;
   U64 wide = 0;
+  std::array<U16, 3> hops{};
+  std::array<Inner, 2> inners{};
   static constexpr const char* fenTypeName = "Test::Outer";
   static constexpr auto fenFields() {
     return std::make_tuple(Fen::field("inner", &Outer::inner), Fen::field("flag", &Outer::flag),
                            Fen::field("label", &Outer::label), Fen::field("level", &Outer::level),
-                           Fen::field("wide", &Outer::wide));
+                           Fen::field("wide", &Outer::wide), Fen::field("hops", &Outer::hops),
+                           Fen::field("inners", &Outer::inners));
   }
 };
 
-struct Listing : Fen::Value<Listing> {
-  std::array<U16, 3> hops{};
-  std::array<Inner, 2> inners{};
-  static constexpr const char* fenTypeName = "Test::Listing";
-  static constexpr auto fenFields() {
-    return std::make_tuple(Fen::field("hops", &Listing::hops),
-                           Fen::field("inners", &Listing::inners));
-  }
-};
-
-const Outer sample{{}, Inner{{}, 1, 300}, true, "x y", 5, ~U64(0)};
+const Outer sample{{}, {{}, 1, 300}, true, "x y", 5, ~U64(0), {1, 2, 65535}, {Inner{{}, 1, 300}}};
+// The text of `sample` from its field 'wide' on.
+const std::string sampleTail =
+    "'wide': 18446744073709551615, 'hops': [1, 2, 65535], 'inners': [Value('Test::Inner', ** "
+    "{'a': 1, 'b': 300}), Value('Test::Inner', ** {'a': 0, 'b': 0})]})";
 const std::string sampleText =
     "Value('Test::Outer', ** {'inner': Value('Test::Inner', ** {'a': 1, 'b': 300}), "
-    "'flag': true, 'label': 'x y', 'level': 5, 'wide': 18446744073709551615})";
+    "'flag': true, 'label': 'x y', 'level': 5, " +
+    sampleTail;
 
-// `good` parses and `bad` is refused with exactly `message` (a Ranged type parses through its
-// checked constructor).
+// What parsing `text` as a T gives: "ok", or the kind of refusal and its message (a Ranged type
+// parses through its checked constructor).
 template <class T>
-void expectRange(const char* good, const char* bad, const std::string& message) {
-  EXPECT_NO_THROW(Fen::parseText<T>(good)) << good;
-  EXPECT_THAT([&] { Fen::parseText<T>(bad); }, ThrowsMessage<Fen::RangeException>(message)) << bad;
+std::string parsed(const std::string& text) {
+  try {
+    Fen::parseText<T>(text);
+    return "ok";
+  } catch (const Fen::RangeException& e) {
+    return std::string("range: ") + e.what();
+  } catch (const Fen::TextFormException& e) {
+    return std::string("form: ") + e.what();
+  }
 }
 
-TEST(RangedTest, MessagesAtBoundaries) {
-  const std::string vlan = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-  expectRange<Bridging::VlanId>("4094", "4095", vlan);
-  expectRange<Bridging::VlanId>("1", "0", vlan);
-  expectRange<U8>("0xFF", "256", "U8::value > 255 not allowed");
-  expectRange<U64>("18446744073709551615", "18446744073709551616",
-                   "U64::value > 18446744073709551615 not allowed");
+TEST(PodArrayTest, RefusesMoreThanItsCapacity) {
   U32 words[9] = {};
   Fen::PodArray<U32, 8> pod;
   const auto tooMany = ThrowsMessage<Fen::RangeException>("PodArray::set expected size <= 8");
@@ -336,6 +326,7 @@ TEST(RangedTest, MessagesAtBoundaries) {
   EXPECT_THAT([&] { pod.setAt(8, 1); }, tooMany);
 }
 
+// Values and arrays of them print in their exact text form and parse back from it.
 TEST(ValueTextTest, PrintsExactFormAndRandomValuesRoundTrip) {
   EXPECT_EQ(sample.toStrep(), sampleText);
   EXPECT_EQ(Outer::fromText(sampleText), sample);
@@ -343,86 +334,66 @@ TEST(ValueTextTest, PrintsExactFormAndRandomValuesRoundTrip) {
   std::mt19937_64 rng(seed);
   for (int i = 0; i < 500; ++i) {
     const std::string label(rng() % 5, "ab'\\ "[rng() % 5]);
-    const Outer v{{}, {{}, U8(rng()), U16(rng())}, rng() % 2 == 1, label, rng() % 10, rng()};
+    Outer v{{}, {{}, U8(rng()), U16(rng())}, rng() % 2 == 1, label, rng() % 10, rng()};
+    v.hops = {U16(rng()), U16(rng()), U16(rng())};
+    v.inners[1] = {{}, U8(rng()), U16(rng())};
     ASSERT_EQ(Outer::fromText(v.toStrep()), v) << "seed " << seed << " text " << v.toStrep();
   }
   EXPECT_EQ(Fen::printText(std::string("it's \\")), "'it\\'s \\\\'");  // escaped, so it parses back
-  EXPECT_THROW(Fen::parseText<std::string>("'open\\"), Fen::TextFormException);
 }
 
-TEST(ValueTextTest, MismatchNamesWhatWasExpectedAndTheRest) {
+// Ranges at their boundaries; a text that does not match names what was expected and the rest.
+TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
   auto replaced = [&](const std::string& from, const std::string& to) {
     std::string t = sampleText;
     return t.replace(t.find(from), from.size(), to);
   };
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {replaced("'wide'", "'wade'"),
-       "\", 'wide': \", instead got , 'wade': 18446744073709551615})"},
-      {replaced("'level': 5", "'level': x"),
-       "\"an unsigned number\", instead got x, 'wide': 18446744073709551615})"},
-      {replaced("true", "yes"),
-       "\"true or false\", instead got yes, 'label': 'x y', 'level': 5, 'wide': "
-       "18446744073709551615})"},
-      {sampleText + " x", "\"end of text\", instead got  x"},
+  using Hops = std::array<U16, 3>;
+  const std::string vlan = "range: Bridging::VlanId::value < 1 or > 4094 not allowed";
+  const std::pair<std::string, std::string> cases[] = {
+      {parsed<Bridging::VlanId>("4094") + parsed<Bridging::VlanId>("1"), "okok"},
+      {parsed<Bridging::VlanId>("4095"), vlan},
+      {parsed<Bridging::VlanId>("0"), vlan},
+      {parsed<U8>("0xFF") + parsed<U64>("18446744073709551615"), "okok"},
+      {parsed<U8>("256"), "range: U8::value > 255 not allowed"},
+      {parsed<U64>("18446744073709551616"), "range: U64::value > 18446744073709551615 not allowed"},
+      {parsed<Outer>(replaced("'level': 5", "'level': 10")),
+       "range: Fen::TraceLevel::value > 9 not allowed"},
+      {parsed<Outer>(replaced("'wide'", "'wade'")),
+       "form: \", 'wide': \", instead got , 'wade'" + sampleTail.substr(6)},
+      {parsed<Outer>(replaced("'level': 5", "'level': x")),
+       "form: \"an unsigned number\", instead got x, " + sampleTail},
+      {parsed<Outer>(replaced("true", "yes")),
+       "form: \"true or false\", instead got yes, 'label': 'x y', 'level': 5, " + sampleTail},
+      {parsed<Outer>(sampleText + " x"), "form: \"end of text\", instead got  x"},
+      {parsed<std::string>("'open\\"), "form: \"a closing quote\", instead got "},
+      {parsed<Hops>("[1, 65536, 2]"), "range: U16::value > 65535 not allowed"},
+      {parsed<Hops>("[1, 2]"), "form: U16[3] takes 3 elements, got 2"},
+      {parsed<Hops>("[]"), "form: U16[3] takes 3 elements, got 0"},
+      {parsed<Hops>("[1, 2, 3, 4]"), "form: U16[3] takes 3 elements, got more than 3"},
+      {parsed<Hops>("[1 2, 3]"), "form: \"a comma or a closing bracket\", instead got  2, 3]"},
+      {parsed<Hops>("[1, 2, 3"), "form: \"a comma or a closing bracket\", instead got "},
+      {parsed<Hops>("1, 2, 3"), "form: \"[\", instead got 1, 2, 3"},
   };
-  for (const auto& [text, message] : cases) {
-    EXPECT_THAT([&] { Outer::fromText(text); }, ThrowsMessage<Fen::TextFormException>(message));
-  }
-  EXPECT_THAT([&] { Outer::fromText(replaced("'level': 5", "'level': 10")); },
-              ThrowsMessage<Fen::RangeException>("Fen::TraceLevel::value > 9 not allowed"));
+  for (const auto& [got, want] : cases) EXPECT_EQ(got, want);
 }
 
+// Order, equality and hash take the fields in declaration order and array elements in index order.
 TEST(ValueTest, OrderAndHashFollowTheFieldsInDeclarationOrder) {
   auto inner = [](U8 a, U16 b) { return Inner{{}, a, b}; };
   EXPECT_TRUE(inner(1, 500) < inner(2, 0) && inner(1, 5) < inner(1, 6));
   EXPECT_FALSE(inner(1, 5) < inner(1, 5) || inner(2, 0) < inner(1, 500));
   EXPECT_NE(inner(1, 5), inner(1, 6));
-
   EXPECT_NE(Fen::hashMix(7, 0x1234, 2), Fen::hashMix(8, 0x1234, 2));
   EXPECT_NE(Fen::hashMix(7, 0x34, 1), Fen::hashMix(7, 0x34, 2));    // width counts, not only value
   EXPECT_EQ(Fen::hashMix(7, 0xFF34, 1), Fen::hashMix(7, 0x34, 1));  // only `width` bytes count
   EXPECT_EQ(inner(3, 0x102).hash(99), Fen::hashMix(Fen::hashMix(99, 3, 1), 0x102, 2));
-}
-
-TEST(ArrayTextTest, BracketedElementsRoundTripAndWrongCountsOrElementsAreRefused) {
-  const Listing v{{}, {1, 2, 65535}, {Inner{{}, 1, 300}, Inner{{}, 255, 0}}};
-  EXPECT_EQ(v.toStrep(),
-            "Value('Test::Listing', ** {'hops': [1, 2, 65535], 'inners': [Value('Test::Inner', ** "
-            "{'a': 1, 'b': 300}), Value('Test::Inner', ** {'a': 255, 'b': 0})]})");
-  const unsigned seed = 20240612;
-  std::mt19937_64 rng(seed);
-  for (int i = 0; i < 200; ++i) {
-    const Listing r{{}, {U16(rng()), U16(rng()), U16(rng())}, {Inner{{}, U8(rng()), U16(rng())}}};
-    ASSERT_EQ(Listing::fromText(r.toStrep()), r) << "seed " << seed << " text " << r.toStrep();
-  }
-  using Hops = std::array<U16, 3>;
-  using Levels = std::array<Fen::TraceLevel, 2>;
-  const std::vector<std::pair<std::string, std::string>> bad = {
-      {"[1, 2]", "U16[3] takes 3 elements, got 2"},
-      {"[]", "U16[3] takes 3 elements, got 0"},
-      {"[1, 2, 3, 4]", "U16[3] takes 3 elements, got more than 3"},
-      {"[1 2, 3]", "\"a comma or a closing bracket\", instead got  2, 3]"},
-      {"[1, 2, 3", "\"a comma or a closing bracket\", instead got "},
-      {"1, 2, 3", "\"[\", instead got 1, 2, 3"},
-  };
-  for (const auto& [text, message] : bad) {
-    EXPECT_THAT([&] { Fen::parseText<Hops>(text); },
-                ThrowsMessage<Fen::TextFormException>(message));
-  }
-  EXPECT_THAT([&] { Fen::parseText<Hops>("[1, 65536, 2]"); },
-              ThrowsMessage<Fen::RangeException>("U16::value > 65535 not allowed"));
-  EXPECT_THAT([&] { Fen::parseText<Levels>("[9, 10]"); },
-              ThrowsMessage<Fen::RangeException>("Fen::TraceLevel::value > 9 not allowed"));
-  // Order, equality and hash take the elements in index order.
-  EXPECT_TRUE((Listing{{}, {1, 2, 9}, {}}) < (Listing{{}, {1, 3, 0}, {}}));
-  EXPECT_NE((Listing{{}, {1, 2, 3}, {}}), (Listing{{}, {1, 2, 4}, {}}));
-  EXPECT_EQ(Fen::ValueTraits<Hops>::hash(7, {1, 2, 3}),
+  EXPECT_EQ((Fen::ValueTraits<std::array<U16, 3>>::hash(7, {1, 2, 3})),
             Fen::hashMix(Fen::hashMix(Fen::hashMix(7, 1, 2), 2, 2), 3, 2));
 }
 
 const Fen::ModuleRegistrar registrar(Fen::ModuleInfo{
-    "FrameworkTestModule",
-    {Fen::valueClassInfo<Outer>(), Fen::valueClassInfo<Inner>(), Fen::valueClassInfo<Listing>()}});
+    "FrameworkTestModule", {Fen::valueClassInfo<Outer>(), Fen::valueClassInfo<Inner>()}});
 
 std::vector<std::string> names(const std::vector<Fen::AttributeInfo>& attributes) {
   std::vector<std::string> out;
@@ -430,51 +401,28 @@ std::vector<std::string> names(const std::vector<Fen::AttributeInfo>& attributes
   return out;
 }
 
-// Attributes print and parse one field in place; a nested value reaches its fields inside the
-// outer object.
+// Attributes print and parse one field in place; a nested value's fields and an array's elements
+// ("[i]") are its children, reached inside the outer object, and a refused text changes nothing.
+// (The tool's table tests set and list array elements and their fields path by path, and see
+// their range and text-form refusals.)
 TEST(RegistryTest, AttributesReadAndWriteFieldsAndNestedFieldsInPlace) {
   const auto& reg = Fen::Registry::instance();
   ASSERT_NE(reg.module("FrameworkTestModule"), nullptr);
   const Fen::ClassInfo* c = reg.classInfo("Test::Outer");
   ASSERT_NE(c, nullptr);
-  EXPECT_EQ(c->kind, "value");
-  EXPECT_EQ(names(c->attributes), (Strings{"inner:Test::Inner", "flag:bool", "label:String",
-                                           "level:Fen::TraceLevel", "wide:U64"}));
+  EXPECT_EQ(names(c->attributes),
+            (Strings{"inner:Test::Inner", "flag:bool", "label:String", "level:Fen::TraceLevel",
+                     "wide:U64", "hops:U16[3]", "inners:Test::Inner[2]"}));
+  EXPECT_EQ(names(c->attribute("inners")->children),
+            (Strings{"[0]:Test::Inner", "[1]:Test::Inner"}));
   const Fen::AttributeInfo& inner = *c->attribute("inner");
   EXPECT_EQ(names(inner.children), (Strings{"a:U8", "b:U16"}));
-  EXPECT_TRUE(c->attribute("flag")->children.empty() && !c->attribute("flag")->nested);
-  EXPECT_EQ(inner.child("c"), nullptr);
   Outer v = sample;
   EXPECT_EQ(inner.print(&v), "Value('Test::Inner', ** {'a': 1, 'b': 300})");
-  void* place = inner.nested(&v);
-  inner.child("b")->parse(place, "0x1234");
+  inner.child("b")->parse(inner.nested(&v), "0x1234");
   EXPECT_EQ(v.inner, (Inner{{}, 1, 0x1234}));
-  EXPECT_EQ(inner.child("a")->print(place), "1");
-  EXPECT_THROW(inner.child("a")->parse(place, "256"), Fen::RangeException);
-  EXPECT_THROW(c->attribute("level")->parse(&v, "10"), Fen::RangeException);
-  EXPECT_THROW(c->attribute("flag")->parse(&v, "true "), Fen::TextFormException);
-}
-
-// Array elements are children named "[i]", set in place; the whole array stays settable as one
-// text, and a refused text changes nothing.
-TEST(RegistryTest, ArrayElementsAreChildrenByIndexSetInPlace) {
-  const Fen::ClassInfo* c = Fen::Registry::instance().classInfo("Test::Listing");
-  ASSERT_NE(c, nullptr);
   const Fen::AttributeInfo& hops = *c->attribute("hops");
-  const Fen::AttributeInfo& inners = *c->attribute("inners");
-  EXPECT_EQ(inners.typeName, "Test::Inner[2]");
-  EXPECT_EQ(names(hops.children), (Strings{"[0]:U16", "[1]:U16", "[2]:U16"}));
-  EXPECT_EQ(names(inners.children), (Strings{"[0]:Test::Inner", "[1]:Test::Inner"}));
-  EXPECT_EQ(names(inners.child("[1]")->children), (Strings{"a:U8", "b:U16"}));
-  EXPECT_FALSE(hops.child("[0]")->nested);
-  Listing v;
-  hops.child("[1]")->parse(hops.nested(&v), "7");
-  inners.child("[1]")->child("b")->parse(inners.child("[1]")->nested(inners.nested(&v)), "0x1234");
-  EXPECT_EQ(v, (Listing{{}, {0, 7, 0}, {Inner{}, Inner{{}, 0, 0x1234}}}));
-  EXPECT_EQ(hops.child("[1]")->print(hops.nested(&v)), "7");
   hops.parse(&v, "[4, 5, 6]");
-  EXPECT_THAT([&] { hops.child("[2]")->parse(hops.nested(&v), "65536"); },
-              ThrowsMessage<Fen::RangeException>("U16::value > 65535 not allowed"));
   EXPECT_THAT([&] { hops.parse(&v, "[1, 2]"); },
               ThrowsMessage<Fen::TextFormException>("U16[3] takes 3 elements, got 2"));
   EXPECT_EQ(v.hops, (std::array<U16, 3>{4, 5, 6}));

@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -28,12 +30,6 @@ HwEntryConfig row(HwIndex index, std::vector<U32> words) {
   return r;
 }
 
-Fen::PtrConst<HwAddressColl> regs(const std::string& prefix) {
-  auto c = Fen::makePtr<HwAddressColl>();
-  for (unsigned i = 0; i < 2; ++i) c->addressIs(i, prefix + std::to_string(i));
-  return c;
-}
-
 // Records "<who><table>:<index>" for every write it observes.
 HwWriteObserver recorder(Strings& seen, const std::string& who = "") {
   return [&seen, who](const HwTableConfig& t, const HwEntryConfig& r) {
@@ -41,74 +37,78 @@ HwWriteObserver recorder(Strings& seen, const std::string& who = "") {
   };
 }
 
-TEST(RegisterMappingTest, RangeAndConst) {
-  auto range = Fen::makePtr<HwTableRegisterMappingRange>("ranges");
-  range->regsIs(9, regs("low"));
-  range->regsIs(19, regs("high"));
+// Range mappings are pinned row by row, at each processor's edges, by the ARP table's tests.
+TEST(RegisterMappingTest, ConstMappingServesEveryRow) {
+  auto regs = Fen::makePtr<HwAddressColl>();
+  regs->addressIs(0, "r0");
   HwTableConfig t("t", 0, 30);
-  t.mappingIs(range);
-  EXPECT_EQ((Strings{t.registerName(9, 1), t.registerName(10, 0), t.registerName(19, 1),
-                     t.registerName(20, 0), t.registerName(5, 2)}),
-            (Strings{"low1", "high0", "high1", "", ""}));  // last rows of ranges, words without
-  EXPECT_EQ(HwTableRegisterMappingConst("c", regs("r")).addresses(12345)->address(0), "r0");
+  t.mappingIs(Fen::makePtr<HwTableRegisterMappingConst>("c", regs));
+  EXPECT_EQ((Strings{t.registerName(0, 0), t.registerName(30, 0), t.registerName(30, 1)}),
+            (Strings{"r0", "r0", ""}));  // a word without a register has none
 }
 
-TEST(HwTableConfigTest, ReadsWritesCountsObservesAndChecksBounds) {
+// Random writes, deletes, corruption marks and damage on a table [2, 9], at indices 0..11 (so some
+// lie outside), against a model of its rows: a read returns the row, leaving
+// the output alone when there is none, and raises while the row is marked corrupt, present or not,
+// until it is written; damage flips stored bits, growing or creating the row, and is no write.
+// Every write counts and is observed, equal or not.
+TEST(HwTableConfigTest, RandomOperationsMatchARowModel) {
+  EXPECT_TRUE(row(7, {0, 5}) != row(8, {0, 5}) && row(7, {0, 5}) != row(7, {1, 5}) &&
+              row(7, {0, 5}) != row(7, {0, 5, 0}));  // index, words and word count all count
+  const unsigned seed = 4711;
+  std::mt19937 rng(seed);
   HwTableConfig t("tbl", 2, 9);
-  Strings seen;
+  Strings seen, written;
   t.writeObserverIs(recorder(seen));
-  HwEntryConfig out(7);
-  out.dataIs(2, 0xDEADBEEF);  // the word count grows to cover the highest word set
-  EXPECT_FALSE(t.entry(2, out));
-  EXPECT_EQ(out, row(7, {0, 0, 0xDEADBEEF}));  // untouched
-  EXPECT_TRUE(out != row(8, {0, 0, 0xDEADBEEF}) && out != row(7, {0, 1, 0xDEADBEEF}) &&
-              out != row(7, {0, 0, 0xDEADBEEF, 0}));  // index, words and word count all count
-  t.entryIs(row(2, {1, 2}));
-  t.entryIs(row(9, {3}));
-  t.entryIs(row(9, {3}));  // every write counts, equal or not
-  EXPECT_TRUE(t.entry(9, out));
-  EXPECT_EQ(out, row(9, {3}));
-  EXPECT_EQ(seen, (Strings{"tbl:2", "tbl:9", "tbl:9"}));
-  t.entryDel(9);
-  EXPECT_FALSE(t.hasEntry(9));
-  auto outside = [](HwIndex i) {
-    return ThrowsMessage<HwIndexException>("HwIndex " + std::to_string(i) +
-                                           " is outside hardware table 'tbl' [2, 9]");
-  };
-  EXPECT_THAT([&] { t.entry(1, out); }, outside(1));
-  EXPECT_THAT([&] { t.entryIs(row(10, {1})); }, outside(10));
-  EXPECT_THAT([&] { t.corruptionIs(10, true); }, outside(10));
-  EXPECT_THAT([&] { t.damageIs(1, 0, 1); }, outside(1));
-  EXPECT_EQ(t.writeCount(), 3u);
-}
-
-TEST(HwTableConfigTest, CorruptRowRaisesUntilWrittenAndDamageIsNoWrite) {
-  HwTableConfig t("tbl", 0, 3);
-  Strings seen;
-  t.writeObserverIs(recorder(seen));
-  t.entryIs(row(1, {0xAB}));
-  t.corruptionIs(1, true);
-  t.corruptionIs(2, true);  // an absent row can be corrupt too
-  HwEntryConfig out;
-  for (HwIndex i : {1u, 1u, 2u}) {
-    EXPECT_THAT([&] { t.entry(i, out); }, ThrowsMessage<Cairn::CorruptionDetectedException>(
-                                              "corrupted entry at HwIndex " + std::to_string(i) +
-                                              " of hardware table 'tbl'"));
+  std::map<HwIndex, std::vector<U32>> rows;  // the rows present, and their words
+  std::set<HwIndex> corrupt;
+  for (int step = 0; step < 3000; ++step) {
+    SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
+    const HwIndex i = rng() % 12;
+    const unsigned op = rng() % 4, word = rng() % 8;
+    std::vector<U32> words(rng() % 9);
+    for (auto& w : words) w = U32(rng());
+    const U32 mask = U32(rng()) | 1;
+    auto apply = [&] {
+      if (op == 0) t.entryIs(row(i, words));
+      if (op == 1) t.entryDel(i);
+      if (op == 2) t.corruptionIs(i, word % 2 == 0);
+      if (op == 3) t.damageIs(i, word, mask);
+    };
+    HwEntryConfig out(99);
+    if (i < 2 || i > 9) {
+      const std::string message =
+          "HwIndex " + std::to_string(i) + " is outside hardware table 'tbl' [2, 9]";
+      EXPECT_THAT(apply, ThrowsMessage<HwIndexException>(message));
+      EXPECT_THAT([&] { t.entry(i, out); }, ThrowsMessage<HwIndexException>(message));
+      continue;
+    }
+    apply();
+    if (op == 0) written.push_back("tbl:" + std::to_string(i));
+    if (op == 0) rows[i] = words;
+    if (op == 1) rows.erase(i);
+    if (op == 2 && word % 2 == 0) corrupt.insert(i);
+    if (op <= 1 || (op == 2 && word % 2 == 1)) corrupt.erase(i);
+    if (op == 3) {
+      std::vector<U32>& w = rows[i];
+      w.resize(std::max<std::size_t>(w.size(), word + 1));
+      w[word] ^= mask;
+    }
+    const HwEntryConfig want = rows.count(i) ? row(i, rows[i]) : HwEntryConfig(99);
+    const HwEntryConfig* stored = t.storedEntry(i);
+    ASSERT_EQ(stored ? *stored : HwEntryConfig(99), want);  // what the chip holds
+    ASSERT_EQ(t.hasEntry(i), rows.count(i) == 1);           // corruption marks aside
+    if (corrupt.count(i)) {
+      EXPECT_THAT([&] { t.entry(i, out); }, ThrowsMessage<Cairn::CorruptionDetectedException>(
+                                                "corrupted entry at HwIndex " + std::to_string(i) +
+                                                " of hardware table 'tbl'"));
+    } else {
+      ASSERT_EQ(t.entry(i, out), rows.count(i) == 1);
+      ASSERT_EQ(out, want);
+    }
   }
-  EXPECT_EQ(*t.storedEntry(1), row(1, {0xAB}));  // the chip still holds the words
-  t.entryIs(row(1, {0xCD}));
-  EXPECT_TRUE(t.entry(1, out));
-  EXPECT_EQ(out, row(1, {0xCD}));
-  t.corruptionIs(2, false);
-  EXPECT_FALSE(t.entry(2, out));
-  // Damage flips bits behind the library's back: no write is counted or observed.
-  t.damageIs(1, 0, 0xFF);
-  t.damageIs(1, 3, 0x1);  // beyond the row's words: the row grows
-  t.damageIs(2, 0, 0x80000000u);
-  EXPECT_EQ(*t.storedEntry(1), row(1, {0x32, 0, 0, 1}));
-  EXPECT_EQ(*t.storedEntry(2), row(2, {0x80000000u}));
-  EXPECT_EQ(t.writeCount(), 2u);
-  EXPECT_EQ(seen, (Strings{"tbl:1", "tbl:1"}));
+  EXPECT_EQ(seen, written);
+  EXPECT_EQ(t.writeCount(), written.size());
 }
 
 TEST(HwTableCollectionTest, TablesByNameAndObserversOfEveryTable) {
@@ -143,13 +143,6 @@ class HwStateFileTest : public ::testing::Test {
     std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
   }
-  // Saves `c`, loads it back and saves that again: both files must be the same.
-  void expectRoundTrip(const HwTableCollection& c, const std::string& why) {
-    const std::string text = saved(c);
-    ChipPtr loaded = HwTableCollection::load(path, nullptr);
-    EXPECT_EQ(loaded->writeCount(), 0u) << why;
-    EXPECT_EQ(saved(*loaded), text) << why;
-  }
 
   const std::string path = ::testing::TempDir() + "tarn_hw_" + std::to_string(::getpid());
   ChipPtr chip = [] {
@@ -163,14 +156,11 @@ class HwStateFileTest : public ::testing::Test {
   }();
 };
 
+// A fixed chip's exact file; random chips load back, writing nothing, to the same file.
 TEST_F(HwStateFileTest, SavesEveryTableRowAndWordAndLoadsThemBack) {
   EXPECT_EQ(saved(*chip), "tarn-hw-state 1\nprofile " + chip->profile().toStrep() +
                               "\ntable a 0 9 2\nrow 0 3 1 2 3\nrow 9 8 4294967295 0 0 0 0 0 0 7\n"
                               "table b 5 5 1\nrow 5 0\ntable c 100 200 0\nend 3 3\n");
-  expectRoundTrip(*chip, "fixed chip");
-}
-
-TEST_F(HwStateFileTest, RandomChipsRoundTrip) {
   const unsigned seed = 9001;
   std::mt19937 rng(seed);
   for (int round = 0; round < 20; ++round) {
@@ -184,11 +174,15 @@ TEST_F(HwStateFileTest, RandomChipsRoundTrip) {
         table->entryIs(row(lower + rng() % (upper - lower + 1), words));
       }
     }
-    expectRoundTrip(*c, "seed " + std::to_string(seed) + " round " + std::to_string(round));
+    const std::string text = saved(*c);
+    ChipPtr loaded = HwTableCollection::load(path, nullptr);
+    EXPECT_EQ(loaded->writeCount(), 0u) << "seed " << seed << " round " << round;
+    EXPECT_EQ(saved(*loaded), text) << "seed " << seed << " round " << round;
   }
 }
 
 // A refused file raises, naming file and line; the chip is built aside, so none is half loaded.
+// (A snapshot of another profile is the tool tests' --hw-in case.)
 TEST_F(HwStateFileTest, RefusesDamagedFilesNamingFileAndLine) {
   const std::string good = saved(*chip);
   auto with = [&](const std::string& from, const std::string& to) {
@@ -198,8 +192,6 @@ TEST_F(HwStateFileTest, RefusesDamagedFilesNamingFileAndLine) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {good.substr(0, good.find("row 9")), "4: truncated file"},
       {with("state 1", "state 2"), "1: not a hardware state file (no 'tarn-hw-state 1' header)"},
-      {with(chip->profile().toStrep(), TarnSwitch::builtinProfile("legacy")->toStrep()),
-       "2: saved for profile 'legacy', not for profile 'default'"},
       {with("'portCount': 48", "'portCount': 46"),  // same name, other counts
        "2: saved for profile 'default', not for profile 'default'"},
       {with("1 2 3", "1 2x 3"), "4: bad data word '2x'"},

@@ -1,12 +1,10 @@
 // The tool's field paths and JSON dump on a test-only registered table whose result holds fixed
-// arrays: elements are set as "hops[1]" and "weights[0].cost", listed back as script lines that
-// rebuild the entry, and dumped as JSON arrays.
+// arrays: elements are set as "hops[1]" and "weights[0].cost", listed back as script lines and
+// dumped as JSON arrays.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iterator>
-#include <sstream>
 
 #include "Dump.h"
 #include "Errors.h"
@@ -21,7 +19,8 @@ namespace {
 
 using Fen::U16;
 using Fen::U8;
-using ::testing::StartsWith;
+using Strings = std::vector<std::string>;
+using Attributes = std::vector<Fen::AttributeInfo>;
 using ::testing::ThrowsMessage;
 
 struct HopKey : Fen::Value<HopKey> {
@@ -65,35 +64,29 @@ struct HopTable : TarnSwitchApi::SwTable,
   Fen::KeyedCollection<HopKey, HopResult> entries;
 };
 
-Fen::ClassInfo hopTableClass() {
-  Fen::ClassInfo c;
-  c.name = "ToolTest::HopTable";
-  c.kind = "table";
-  c.factory = [](const std::string& name) -> Fen::Ptr<Fen::PtrInterface> {
-    return Fen::makePtr<HopTable>(name);
-  };
-  c.keyClass = HopKey::fenTypeName;
-  c.resultClass = HopResult::fenTypeName;
-  return c;
+Fen::Ptr<Fen::PtrInterface> makeHopTable(const std::string& name) {
+  return Fen::makePtr<HopTable>(name);
 }
-
 const Fen::ModuleRegistrar registrar(Fen::ModuleInfo{
     "ToolTableTestModule",
-    {Fen::valueClassInfo<HopKey>(), Fen::valueClassInfo<HopResult>(), hopTableClass()}});
+    {Fen::valueClassInfo<HopKey>(), Fen::valueClassInfo<HopResult>(),
+     Fen::ClassInfo{"ToolTest::HopTable", "table", Attributes(), &makeHopTable, HopKey::fenTypeName,
+                    HopResult::fenTypeName}}});
 
+// Each form of path is set once (the listing shows where it landed) and refused texts name the
+// field; the lines list every leaf in declaration order.
 TEST(ToolTableTest, ArrayElementsAreFieldsByIndexListedAsScriptLinesAndDumpedAsJsonArrays) {
   Tarnctl::ToolTable t(*Fen::Registry::instance().classInfo("ToolTest::HopTable"));
-  std::vector<std::string> paths;
+  Strings paths;
   for (const auto& p : t.fields()) paths.push_back(p.path + (p.leaf ? "" : "/"));
-  EXPECT_EQ(paths,
-            (std::vector<std::string>{"id", "hops/", "hops[0]", "hops[1]", "hops[2]", "weights/",
-                                      "weights[0]/", "weights[0].w", "weights[0].cost",
-                                      "weights[1]/", "weights[1].w", "weights[1].cost"}));
+  EXPECT_EQ(paths, (Strings{"id", "hops/", "hops[0]", "hops[1]", "hops[2]", "weights/",
+                            "weights[0]/", "weights[0].w", "weights[0].cost", "weights[1]/",
+                            "weights[1].w", "weights[1].cost"}));
   t.start(TarnTest::makeChip(), TarnSwitchApi::StartMode::cold);
-  t.set({"id=4", "hops[1]=7", "weights[0].cost=300"});
+  t.set({"id=4", "hops[1]=7", "weights[0].cost=300", "weights[1].w=9"});
   t.set({"id=4", "hops[2]=0xFFFF"});  // the other elements keep their values
   t.set({"id=5", "hops=[1, 2, 3]", "weights[1]=Value('ToolTest::Weight', ** {'w': 1, 'cost': 2})"});
-  const std::vector<std::pair<std::string, std::string>> bad = {
+  const std::vector<std::pair<std::string_view, std::string>> bad = {
       {"hops[0]=65536", "hop: hops[0]=65536: U16::value > 65535 not allowed"},
       {"hops=[1, 2]", "hop: hops=[1, 2]: U16[3] takes 3 elements, got 2"},
       {"weights[1].w=256", "hop: weights[1].w=256: U8::value > 255 not allowed"},
@@ -102,44 +95,25 @@ TEST(ToolTableTest, ArrayElementsAreFieldsByIndexListedAsScriptLinesAndDumpedAsJ
        "unknown field 'hops[3]' of table hop (fields: id, hops[0], hops[1], hops[2], "
        "weights[0].w, weights[0].cost, weights[1].w, weights[1].cost)"}};
   for (const auto& [field, message] : bad) {
-    EXPECT_THAT(
-        [&] {
-          t.set({"id=4", "hops[1]=1", field});
-        },
-        ThrowsMessage<Tarnctl::ToolError>(message));
+    const std::vector<std::string_view> fields{"id=4", "hops[1]=1", field};
+    EXPECT_THAT([&] { t.set(fields); }, ThrowsMessage<Tarnctl::ToolError>(message));
   }
-
-  std::vector<std::string> lines;
-  std::vector<Tarnctl::Json> json;
+  Strings lines, json;
   t.access().entryForEach([&](const void* k, const void* r) {
     lines.push_back(t.scriptLine(k, r));
-    json.push_back(Tarnctl::valueJson(t.resultClass().attributes, r));
+    json.push_back(Tarnctl::valueJson(t.resultClass().attributes, r).dump());
   });
-  EXPECT_EQ(lines, (std::vector<std::string>{
-                       "set hop id=4 hops[0]=0 hops[1]=7 hops[2]=65535 weights[0].w=0 "
-                       "weights[0].cost=300 weights[1].w=0 weights[1].cost=0",
-                       "set hop id=5 hops[0]=1 hops[1]=2 hops[2]=3 weights[0].w=0 "
-                       "weights[0].cost=0 weights[1].w=1 weights[1].cost=2"}));
-  EXPECT_EQ(json[0].dump(),
-            R"({"hops":[0,7,65535],"weights":[{"w":0,"cost":300},{"w":0,"cost":0}]})");
-  EXPECT_EQ(json[1].dump(), R"({"hops":[1,2,3],"weights":[{"w":0,"cost":0},{"w":1,"cost":2}]})");
-
-  // The listed lines rebuild the same entries on a fresh table.
-  Tarnctl::ToolTable copy(t.tableClass());
-  copy.start(TarnTest::makeChip(), TarnSwitchApi::StartMode::cold);
-  for (const auto& line : lines) {
-    std::istringstream in(line.substr(std::string("set hop ").size()));
-    const std::vector<std::string> fields{std::istream_iterator<std::string>(in), {}};
-    copy.set({fields.begin(), fields.end()});
-  }
-  std::vector<std::string> relisted;
-  copy.access().entryForEach(
-      [&](const void* k, const void* r) { relisted.push_back(copy.scriptLine(k, r)); });
-  EXPECT_EQ(relisted, lines);
+  EXPECT_EQ(lines, (Strings{"set hop id=4 hops[0]=0 hops[1]=7 hops[2]=65535 weights[0].w=0 "
+                            "weights[0].cost=300 weights[1].w=9 weights[1].cost=0",
+                            "set hop id=5 hops[0]=1 hops[1]=2 hops[2]=3 weights[0].w=0 "
+                            "weights[0].cost=0 weights[1].w=1 weights[1].cost=2"}));
+  EXPECT_EQ(json,
+            (Strings{R"({"hops":[0,7,65535],"weights":[{"w":0,"cost":300},{"w":9,"cost":0}]})",
+                     R"({"hops":[1,2,3],"weights":[{"w":0,"cost":0},{"w":1,"cost":2}]})"}));
 }
 
 // A session of selected tables builds each once; a registered table left out is named with the
-// tables of the run, an unregistered name with the registered tables.
+// tables of the run (an unregistered name is the tool tests' --tables case).
 TEST(ToolTableTest, SessionBuildsOnlyTheSelectedTablesAndNamesThemWhenAskedForAnother) {
   TarnSwitchTable::registerModules();
   Tarnctl::Session s(TarnTest::makeChip(), {"hop", "ToolTest::HopTable"});
@@ -147,11 +121,6 @@ TEST(ToolTableTest, SessionBuildsOnlyTheSelectedTablesAndNamesThemWhenAskedForAn
   EXPECT_EQ(&s.table("ToolTest::HopTable"), s.tables()[0].get());
   EXPECT_THAT([&] { s.table("arp"); },
               ThrowsMessage<Tarnctl::ToolError>("table 'arp' is not in this run (tables: hop)"));
-  EXPECT_THAT(
-      [] {
-        Tarnctl::Session(TarnTest::makeChip(), {"hop", "nosuch"});
-      },
-      ThrowsMessage<Tarnctl::ToolError>(StartsWith("unknown table 'nosuch' (tables: ")));
 }
 
 }  // namespace
