@@ -3,16 +3,16 @@
 // row into every copy that holds it, the start-up walk, the repair of position bits, the read-back
 // after a restart, the convergence that ends a start and the rows `check` expects.
 //
-// `Conv` is an engine's typed convertor (a RowConvertor) that supplies:
-//   using Item = RowItem<Desc>;  Table& table();
-//   void encodeItem(const Item&, HwIndex row, U8 encoding, U32* buffer);  // whole row, static bits
-//   too void staticWords(HwIndex row, U32* buffer); void nullItem(HwIndex row, Item&); // the empty
-//   entry of the row bool decodeItem(HwIndex row, const U32* words, Item&); // true when the row
-//   holds an entry bool softwareItem(HwIndex row, Item&);                 // what software holds at
-//   the row bool syncPlace(HwIndex row, Item&);                    // whether a read-back entry is
-//   kept void syncResultIs(HwIndex row, const Item&);           // software's result replaces it
-//   void convergePrepare();                                // before the convergence walk
-//   static constexpr const char* syncSignature, *itemLabel; // trace texts of the read-back
+// `Conv` is an engine's typed convertor (a RowConvertor) that supplies
+// - `Item` (a RowItem) and `table()`, the typed table;
+// - `encodeItem(item, row, encoding, buffer)`: the whole row, static bits included;
+// - `staticWords(row, buffer)` and `nullItem(row, item)`: the position bits, the empty entry;
+// - `decodeItem(row, words, item)`: true when the row holds an entry;
+// - `softwareItem(row, item)`: what software holds at the row, true when it holds an entry;
+// - `syncPlace(row, item)`: whether an entry read back is kept where it is;
+// - `syncResultIs(row, item)`: software's result replaces the one read back;
+// - `convergePrepare()`: run before the convergence walk;
+// - `syncSignature`, `itemLabel`: the trace texts of the read-back.
 #include <algorithm>
 
 #include "Fen/Assert.h"

@@ -43,19 +43,10 @@ class DirectTableSuite : public TableFixture<DirectKeys<Traits>> {
   using Item = typename Traits::Table::Item;
   using Copy = TarnSwitchTable::Copy;
   using Base::conv;
-  using Base::key;
-  using Base::result;
-  using Base::table;
+  using Base::holding;
+  using Base::row;
 
-  HwIndex row(const Key& k) const { return conv().hwIndexFromKey(k); }
   const std::vector<Copy>& copies() const { return conv().copies(); }
-  // The copies that hold the row of `k`.
-  std::vector<const Copy*> holding(const Key& k) const {
-    std::vector<const Copy*> out;
-    for (const Copy& c : copies())
-      if (c.holds(row(k))) out.push_back(&c);
-    return out;
-  }
   // The last copy holding the row of `k` that is wide enough to carry its static words.
   const Copy& damageable(const Key& k) const {
     const Copy* out = nullptr;
@@ -97,22 +88,20 @@ class DirectTableSuite : public TableFixture<DirectKeys<Traits>> {
     return ::testing::AssertionSuccess();
   }
   // A bit of copy `c`'s row at `index` that is neither static nor read back: flipping it leaves
-  // what the row decodes to as it was. Fails the test when the layout has none.
-  std::pair<Fen::U8, Fen::U32> unreadBit(const Copy& c, HwIndex index, const Words& held) {
+  // what the row decodes to as it was.
+  std::pair<Fen::U8, Fen::U32> unreadBit(const Copy& c, HwIndex index) {
+    Words held = rowWords(*c.table, index, TarnSwitchApi::hwEntryMaxWords);
+    Item before, after;
+    const bool valid = conv().decodeItem(index, held.data(), before);
     for (Fen::U8 w = 0; w < c.words; ++w) {
       const auto statics = conv().hwStaticWord().find(w);
-      for (unsigned b = 0; b < 32; ++b) {
-        const Fen::U32 bit = 1u << b;
-        if (statics != conv().hwStaticWord().end() && (statics->second & bit)) continue;
-        Words flipped = held;
-        flipped[w] ^= bit;
-        flipped.resize(TarnSwitchApi::hwEntryMaxWords);
-        Item a, b2;
-        Words base = held;
-        base.resize(TarnSwitchApi::hwEntryMaxWords);
-        const bool va = conv().decodeItem(index, base.data(), a);
-        const bool vb = conv().decodeItem(index, flipped.data(), b2);
-        if (va == vb && a.toStrep() == b2.toStrep()) return {w, bit};
+      const Fen::U32 fixed = statics == conv().hwStaticWord().end() ? 0 : statics->second;
+      for (Fen::U32 bit = 1; bit != 0; bit <<= 1) {
+        held[w] ^= bit;
+        const bool same = !(fixed & bit) && conv().decodeItem(index, held.data(), after) == valid &&
+                          after.toStrep() == before.toStrep();
+        held[w] ^= bit;
+        if (same) return {w, bit};
       }
     }
     ADD_FAILURE() << "no unread bit in row " << index;
@@ -203,12 +192,10 @@ TYPED_TEST_P(DirectTableSuite, WarmRestartRepairsEachRowOnce) {
   EXPECT_EQ(this->started_.writes, this->holding(k0).size());
 
   // A corrupted read, stale unread bits of an entry and of an empty row: one write each.
-  const auto stale =
-      this->unreadBit(c1, this->row(k1), rowWords(*c1.table, this->row(k1), c1.words));
-  c1.table->damageIs(this->row(k1), stale.first, stale.second);
-  const auto empty =
-      this->unreadBit(c2, this->row(k2), rowWords(*c2.table, this->row(k2), c2.words));
-  c2.table->damageIs(this->row(k2), empty.first, empty.second);
+  for (const auto& [c, k] : {std::pair{c1, k1}, {c2, k2}}) {
+    const auto [word, bit] = this->unreadBit(c, this->row(k));
+    c.table->damageIs(this->row(k), word, bit);
+  }
   this->holding(k0).front()->table->corruptionIs(this->row(k0), true);
   EXPECT_EQ(this->restart(Restart::warmKeep), 3u);
   EXPECT_FALSE(this->conv().corruptionReports().empty());
@@ -252,13 +239,9 @@ TYPED_TEST_P(DirectTableSuite, SyncAdoptsAndRewrites) {
   EXPECT_EQ(this->software(), want);
   EXPECT_TRUE(this->hardwareMatches(want));
   EXPECT_FALSE(this->table().hwInconsistentEntry(k2));
-  const auto text = [](const typename TestFixture::Key& k,
-                       const typename TestFixture::Result& res) {
-    return typename TestFixture::Item{true, k, res}.toStrep();
-  };
-  EXPECT_EQ(this->traced("Recovered sw table entry from HW " + text(k0, r(3))), 1u);
-  EXPECT_EQ(this->traced("Update entry in hardware " + text(k1, r(1))), 1u);
-  EXPECT_EQ(this->traced("Update entry in hardware " + text(k2, r(2))), 1u);
+  EXPECT_EQ(this->traced("Recovered sw table entry from HW " + this->text(k0, r(3))), 1u);
+  EXPECT_EQ(this->traced("Update entry in hardware " + this->text(k1, r(1))), 1u);
+  EXPECT_EQ(this->traced("Update entry in hardware " + this->text(k2, r(2))), 1u);
 }
 
 TYPED_TEST_P(DirectTableSuite, CorruptedReadIsReported) {

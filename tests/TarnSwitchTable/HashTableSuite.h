@@ -35,8 +35,6 @@ class HashTableSuite : public TableFixture<Traits> {
   using Item = typename Traits::Table::Item;
   using Location = TarnSwitchTable::CuckooLocation;
   using Base::conv;
-  using Base::key;
-  using Base::result;
   using Base::table;
 
   HwIndex upper() const { return conv().rowUpper(); }
@@ -108,11 +106,8 @@ TYPED_TEST_P(HashTableSuite, ColdStartAndLocationConversion) {
   auto& conv = this->conv();
   EXPECT_EQ(Fen::U64(this->upper()) + 1, Fen::U64(conv.hashWays()) * conv.hashBuckets());
   EXPECT_EQ(this->started_.writes, (Fen::U64(this->upper()) + 1) * conv.copies().size());
-  for (TarnSwitchApi::HwIndex i = 0; i <= this->upper(); ++i) {
-    const auto where = conv.cuckooLocation(i);
-    ASSERT_EQ(conv.hwIndex(where), i);
-    ASSERT_EQ(where.tableId.value(), i / conv.hashBuckets());
-  }
+  for (TarnSwitchApi::HwIndex i = 0; i <= this->upper(); ++i)
+    ASSERT_EQ(conv.hwIndex(conv.cuckooLocation(i)), i);
   EXPECT_TRUE(this->hardwareMatches({}));
 }
 
@@ -178,14 +173,10 @@ TYPED_TEST_P(HashTableSuite, WarmRestartKeepsLocationsAdoptsRewritesAndRemoves) 
   EXPECT_EQ(this->started_.writes, 4 * copies);
   EXPECT_FALSE(this->table().hwInconsistentEntry(k2));
   EXPECT_TRUE(this->hardwareMatches(want));
-  const auto text = [](const typename TestFixture::Key& k,
-                       const typename TestFixture::Result& res) {
-    return typename TestFixture::Item{true, k, res}.toStrep();
-  };
-  EXPECT_EQ(this->traced("Recovered sw table entry from HW " + text(k0, r(3))), 1u);
-  EXPECT_EQ(this->traced("Update entry in hardware " + text(k1, r(1))), 1u);
-  EXPECT_EQ(this->traced("Removed misplaced entry from HW " + text(k2, r(2))), 1u);
-  EXPECT_EQ(this->traced("Removed misplaced entry from HW " + text(k3, r(6))), 1u);
+  EXPECT_EQ(this->traced("Recovered sw table entry from HW " + this->text(k0, r(3))), 1u);
+  EXPECT_EQ(this->traced("Update entry in hardware " + this->text(k1, r(1))), 1u);
+  EXPECT_EQ(this->traced("Removed misplaced entry from HW " + this->text(k2, r(2))), 1u);
+  EXPECT_EQ(this->traced("Removed misplaced entry from HW " + this->text(k3, r(6))), 1u);
   // A location the cuckoo engine already holds cannot be learnt again.
   EXPECT_DEATH(this->conv().syncEntries(), "ec->oldItem\\(\\) == __null");
   // Deletes and changes reach the entries the engine holds, after restarts of both kinds.
@@ -222,21 +213,6 @@ TYPED_TEST_P(HashTableSuite, DisabledWarmRestartAdoptsOnly) {
   EXPECT_TRUE(off->hwInconsistentEntry(k1));
 }
 
-TYPED_TEST_P(HashTableSuite, CorruptedReadIsReported) {
-  const auto k = this->key(0);
-  this->table().entryIs(k, this->result(1));
-  const auto i = this->conv().hwIndex(this->placed(k));
-  auto& lastCopy = *this->conv().copies().back().table;
-  lastCopy.corruptionIs(i, true);
-  const auto start = this->writes();
-  this->table().entryIs(k, this->result(2));
-  EXPECT_EQ(this->conv().corruptionReports(),
-            std::vector<std::string>{"corrupted entry at HwIndex " + std::to_string(i) +
-                                     " of hardware table '" + lastCopy.name() + "'"});
-  EXPECT_EQ(this->writes() - start, this->conv().copies().size());
-  EXPECT_TRUE(this->hardwareMatches({{k, this->result(2)}}));
-}
-
 // Keys are inserted while the capacity query allows; the first key it refuses stops the
 // process on insert, and the query itself changed nothing.
 TYPED_TEST_P(HashTableSuite, InsertBeyondCapacityIsFatal) {
@@ -252,7 +228,8 @@ TYPED_TEST_P(HashTableSuite, InsertBeyondCapacityIsFatal) {
 
 // Random sets, changes, deletes, damaged position bits and restarts of every kind against a
 // std::map model, within capacity through the query. A write observer checks that no installed
-// key is ever missing from hardware, even between the writes of one insert; after every step
+// key is ever missing from hardware, even between the writes of one insert that moves residents
+// (which the engine writes in the cuckoo engine's order, the new key last); after every step
 // hardware equals the encoding of the placement and decodes to the model; a warm restart of an
 // undamaged chip writes nothing and keeps every location.
 TYPED_TEST_P(HashTableSuite, RandomOperationsMatchModel) {
@@ -298,6 +275,7 @@ TYPED_TEST_P(HashTableSuite, RandomOperationsMatchModel) {
       for (const auto& [key, loc] : where) ASSERT_EQ(this->placed(key), loc) << key;
     }
     checking = false;
+    ASSERT_EQ(this->table().cuckooHashTableStatus()->cmdCount(), 0u) << "a command not written";
     ASSERT_EQ(this->software(), model);
     if (!damaged) {
       ASSERT_TRUE(this->hardwareMatches(model));
@@ -308,7 +286,7 @@ TYPED_TEST_P(HashTableSuite, RandomOperationsMatchModel) {
 REGISTER_TYPED_TEST_SUITE_P(HashTableSuite, ColdStartAndLocationConversion,
                             UpdateRewritesInPlaceAndDeleteWritesNull,
                             WarmRestartKeepsLocationsAdoptsRewritesAndRemoves,
-                            DisabledWarmRestartAdoptsOnly, CorruptedReadIsReported,
-                            InsertBeyondCapacityIsFatal, RandomOperationsMatchModel);
+                            DisabledWarmRestartAdoptsOnly, InsertBeyondCapacityIsFatal,
+                            RandomOperationsMatchModel);
 
 }  // namespace TarnTest

@@ -30,19 +30,13 @@ class Layer2TableSuite : public TableFixture<Traits> {
   using Base = TableFixture<Traits>;
   using typename Base::HwIndex;
   using typename Base::Key;
-  using typename Base::Model;
   using typename Base::Result;
   using Layout = typename Traits::Table::Layout;
   using Copy = TarnSwitchTable::Copy;
   using Base::conv;
+  using Base::holding;
+  using Base::row;
 
-  HwIndex row(const Key& k) const { return conv().layout().hwIndexFromKey(k); }
-  std::vector<const Copy*> holding(const Key& k) const {
-    std::vector<const Copy*> out;
-    for (const Copy& c : conv().copies())
-      if (c.holds(row(k))) out.push_back(&c);
-    return out;
-  }
   Words encode(const Key& k, const Result& r, const Copy& c) const {
     Fen::U32 buffer[TarnSwitchApi::hwEntryMaxWords] = {};
     conv().layout().encodeRow(k, r, c.encoding, buffer);

@@ -15,6 +15,7 @@
 #include "Fen/RingTrace.h"
 #include "Fen/Value.h"
 #include "TarnSwitchApi/SwTable.h"
+#include "TarnSwitchTable/TarnTableRows.h"
 
 namespace TarnTest {
 
@@ -83,6 +84,18 @@ class TableFixture : public ::testing::Test {
   std::size_t traced(const std::string& prefix) const { return started_.ring->count(prefix); }
   static Key key(unsigned n) { return Traits::key(n); }
   static Result result(unsigned n) { return Traits::result(n); }
+  // The text form of the valid item (k, r), as traces print it.
+  static std::string text(const Key& k, const Result& r) {
+    return typename Table::Item{true, k, r}.toStrep();
+  }
+  // The row of `k` (tables whose layout maps keys to rows) and the copies that hold it.
+  HwIndex row(const Key& k) const { return conv().layout().hwIndexFromKey(k); }
+  std::vector<const TarnSwitchTable::Copy*> holding(const Key& k) const {
+    std::vector<const TarnSwitchTable::Copy*> out;
+    for (const auto& c : conv().copies())
+      if (c.holds(row(k))) out.push_back(&c);
+    return out;
+  }
 
   // Runs `verify` now, after a warm restart with software kept and after one with software
   // empty; neither restart may write a row.

@@ -59,11 +59,36 @@ struct TestPortResult : Fen::Value<TestPortResult> {
   }
 };
 
+// The ports of a chip as the test tables lay them out: ingress copy p (HwTableId p) holds the
+// rows of pipeline p's ports as `ingressWords` words compared on `compared`, and `cpuCopies` CPU
+// copies (HwTableId K and up) hold every port as its first word alone.
+struct PortCopies {
+  explicit PortCopies(const TarnSwitch::ChipProfile& p)
+      : ports(p.portCount), perPipeline(p.portsPerPipeline), pipelines(p.pipelineCount) {}
+  void declare(const TarnSwitchTable::HwTables& hw, U8 ingressWords, U8 compared,
+               U32 cpuCopies) const {
+    for (U32 p = 0; p < pipelines && p * perPipeline < ports; ++p) {
+      const HwIndex last = std::min<U32>(ports, (p + 1) * perPipeline) - 1;
+      hw.copyIs(p, hw.name(int(p)), p * perPipeline, last,
+                TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/", {"a", "b"}),
+                TarnSwitchTable::CopyForm{ingressWords, compared, 0});
+    }
+    for (U32 c = pipelines; c < pipelines + cpuCopies; ++c) {
+      hw.copyIs(c, hw.name(int(c)), 0, ports - 1, TarnSwitchTable::rowRegisters("cpu/", {"a"}),
+                TarnSwitchTable::CopyForm{1, 1, 1});
+    }
+  }
+  HwIndex hwIndexFromKey(const TestPortKey& k) const { return k.port.value(); }
+  TestPortKey keyFromHwIndex(HwIndex row) const { return TestPortKey(U16(row)); }
+
+  U32 ports, perPipeline, pipelines;
+};
+
 class TestPortEntry;
 class TestPortTable;
 class TestPortConvertor;
 
-struct TestPortLayout {
+struct TestPortLayout : PortCopies {
   using Key = TestPortKey;
   using Result = TestPortResult;
   using Entry = TestPortEntry;
@@ -75,29 +100,14 @@ struct TestPortLayout {
   static constexpr const char* convertorName = "TarnTest::TestPortConvertor";
   static constexpr const char* hwTableWord = "TestPort";
   static constexpr U8 hwEntryWords = 2;
-  static constexpr U8 ingress = 0, cpu = 1;  // the two encodings
   static constexpr TarnSwitchTable::StaticWord staticWords[] = {{1, 0xFFFF0000u}};
 
-  explicit TestPortLayout(const TarnSwitch::ChipProfile& p)
-      : ports(p.portCount), perPipeline(p.portsPerPipeline), pipelines(p.pipelineCount) {}
-  void declare(const TarnSwitchTable::HwTables& hw) const {
-    for (U32 p = 0; p < pipelines && p * perPipeline < ports; ++p) {
-      const HwIndex last = std::min<U32>(ports, (p + 1) * perPipeline) - 1;
-      hw.copyIs(
-          p, hw.name(int(p)), p * perPipeline, last,
-          TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/", {"group", "ctl"}));
-    }
-    for (U32 c = pipelines; c < pipelines + 2u; ++c) {
-      hw.copyIs(c, hw.name(int(c)), 0, ports - 1, TarnSwitchTable::rowRegisters("cpu/", {"group"}),
-                TarnSwitchTable::CopyForm{1, 1, cpu});
-    }
-  }
-  HwIndex hwIndexFromKey(const TestPortKey& k) const { return k.port.value(); }
-  TestPortKey keyFromHwIndex(HwIndex row) const { return TestPortKey(U16(row)); }
+  using PortCopies::PortCopies;
+  void declare(const TarnSwitchTable::HwTables& hw) const { PortCopies::declare(hw, 2, 2, 2); }
   void setStaticBuffer(HwIndex row, U32* b) const { b[1] = (b[1] & 0xFFFFu) | (row << 16); }
   void encodeRow(const RowItem<TestPortLayout>& e, HwIndex row, U8 encoding, U32* b) const {
     b[0] = e.result.group;
-    if (encoding == cpu) return;
+    if (encoding == 1) return;  // a CPU copy
     b[1] = e.result.flag ? 1u : 0u;
     setStaticBuffer(row, b);
   }
@@ -106,8 +116,6 @@ struct TestPortLayout {
     e.result = TestPortResult(w[0], (w[1] & 1u) != 0);
     return e.valid = !(e.result == TestPortResult());
   }
-
-  U32 ports, perPipeline, pipelines;
 };
 
 class TestPortEntry : public TarnSwitchTable::DirectEntry<TestPortLayout> {};
@@ -133,7 +141,7 @@ struct TestGroupResult : Fen::Value<TestGroupResult> {
 class TestGroupTable;
 class TestGroupConvertor;
 
-struct TestGroupLayout {
+struct TestGroupLayout : PortCopies {
   using Key = TestPortKey;
   using Result = TestGroupResult;
   using Table = TestGroupTable;
@@ -146,28 +154,13 @@ struct TestGroupLayout {
   static constexpr U8 hwEntryWords = 2;
   static TestGroupResult defaultResult() { return TestGroupResult(0xFF); }
 
-  explicit TestGroupLayout(const TarnSwitch::ChipProfile& p)
-      : ports(p.portCount), perPipeline(p.portsPerPipeline), pipelines(p.pipelineCount) {}
-  void declare(const TarnSwitchTable::HwTables& hw) const {
-    for (U32 p = 0; p < pipelines; ++p) {
-      const HwIndex last = std::min<U32>(ports, (p + 1) * perPipeline) - 1;
-      hw.copyIs(p, hw.name(int(p)), p * perPipeline, last,
-                TarnSwitchTable::rowRegisters("pipeline[" + std::to_string(p) + "]/",
-                                              {"group", "select"}),
-                TarnSwitchTable::CopyForm{2, 1, 0});
-    }
-    hw.copyIs(pipelines, hw.name(int(pipelines)), 0, ports - 1,
-              TarnSwitchTable::rowRegisters("cpu/", {"group"}), TarnSwitchTable::CopyForm{1, 1, 1});
-  }
-  HwIndex hwIndexFromKey(const TestPortKey& k) const { return k.port.value(); }
-  TestPortKey keyFromHwIndex(HwIndex row) const { return TestPortKey(U16(row)); }
+  using PortCopies::PortCopies;
+  void declare(const TarnSwitchTable::HwTables& hw) const { PortCopies::declare(hw, 2, 1, 1); }
   void encodeRow(const TestPortKey& k, const TestGroupResult& r, U8 encoding, U32* b) const {
     b[0] = r.group;
     if (encoding == 0) b[1] = (1u << (k.port.value() % perPipeline)) | 0x80000000u;
   }
   TestGroupResult decodeRow(HwIndex, const U32* w) const { return TestGroupResult(w[0]); }
-
-  U32 ports, perPipeline, pipelines;
 };
 
 class TestGroupConvertor : public TarnSwitchTable::Layer2Convertor<TestGroupLayout> {
