@@ -37,6 +37,33 @@ const Fen::TraceHandle& moduleTrace() {
   return ModuleTrace<Desc>::handle;
 }
 
+// An engine's entry (Base, which gives `valid`) of a described table: its key and result and
+// their text form.
+template <class Base, class Desc>
+class DescribedEntry : public Base {
+ public:
+  using Key = typename Desc::Key;
+  using Result = typename Desc::Result;
+  using Item = RowItem<Desc>;
+  Key key;
+  Result result;
+
+  const char* fwkType() const override { return Desc::entryName; }
+  std::string toStrep() const override { return item().toStrep(); }
+  Item item() const { return Item{this->valid, key, result}; }
+  void itemIs(const Item& i) {
+    this->valid = i.valid;
+    key = i.key;
+    result = i.result;
+  }
+  // A new entry of the layout's entry class holding `i`.
+  static Fen::Ptr<typename Desc::Entry> of(const Item& i) {
+    auto e = Fen::makePtr<typename Desc::Entry>();
+    e->itemIs(i);
+    return e;
+  }
+};
+
 // A table's hardware copies as its layout declares them, on the chip of a convertor.
 class HwTables {
  public:

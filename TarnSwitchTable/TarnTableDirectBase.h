@@ -136,23 +136,7 @@ struct ProgramsUnchanged<Desc, std::void_t<decltype(Desc::programsUnchanged)>>
 
 // Entry of a direct table described by Desc.
 template <class Desc>
-class DirectEntry : public DirectBaseEntry {
- public:
-  using Key = typename Desc::Key;
-  using Result = typename Desc::Result;
-  using Item = RowItem<Desc>;
-  Key key;
-  Result result;
-
-  const char* fwkType() const override { return Desc::entryName; }
-  std::string toStrep() const override { return item().toStrep(); }
-  Item item() const { return Item{valid, key, result}; }
-  void itemIs(const Item& i) {
-    valid = i.valid;
-    key = i.key;
-    result = i.result;
-  }
-};
+using DirectEntry = DescribedEntry<DirectBaseEntry, Desc>;
 
 template <class Desc>
 class DirectConvertor;
@@ -369,7 +353,7 @@ class DirectConvertor
   Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const override {
     Item item;
     nullItem(index, item);
-    return entryOf(item);
+    return Entry::of(item);
   }
   Fen::Ptr<DirectBaseEntry> decodeHwEntry(HwIndex index) override {
     FEN_TRACE(trace(), 8,
@@ -380,26 +364,13 @@ class DirectConvertor
     return decodeHwRow(primary ? primary->id : 0, index);
   }
   Fen::Ptr<DirectBaseEntry> decodeHwRow(HwTableId id, HwIndex index) override {
-    Item item;
-    item.key = layout_->keyFromHwIndex(index);  // a row past the last key is refused first
-    U32 words[hwEntryMaxWords];
-    readRow(copyChecked(id), index, words);
-    decodeItem(index, words, item);
-    FEN_TRACE(swTable()->moduleTrace(), 7, Texts::decoded << item.toStrep());
-    return entryOf(item);
+    return Entry::of(decodeRowItem(*this, id, index));
   }
 
  protected:
   using Described::layout_;
-  using RowConvertor::copyChecked;
 
  private:
-  static Fen::Ptr<DirectBaseEntry> entryOf(const Item& item) {
-    auto e = Fen::makePtr<Entry>();
-    e->itemIs(item);
-    return e;
-  }
-
   __attribute__((noinline)) void traceEntryIs(const Key& k, const Result* r) const {
     FEN_TRACE(trace(), 8,
               "void TarnSwitchTable::DirectBaseConvertor::hwTableEntryIs("

@@ -172,28 +172,15 @@ class HashBaseConvertor : public RowConvertor {
 
 // Entry of a hashed table described by Desc: its bucket in a way is the layout's.
 template <class Desc>
-class HashEntry : public HashBaseCuckooEntry, public Fen::Pooled<typename Desc::Entry> {
+class HashEntry : public DescribedEntry<HashBaseCuckooEntry, Desc>,
+                  public Fen::Pooled<typename Desc::Entry> {
  public:
-  using Key = typename Desc::Key;
-  using Result = typename Desc::Result;
-  using Item = RowItem<Desc>;
-  Key key;
-  Result result;
-
-  const char* fwkType() const override { return Desc::entryName; }
   bool isEqual(const Fen::Ptr<const Keel::Cuckoo::HashItem>& other) const override {
-    return static_cast<const HashEntry&>(*other).key == key;
+    return static_cast<const HashEntry&>(*other).key == this->key;
   }
-  U32 getHash(U8 way) const override { return Desc::bucket(key, way); }
-  std::string toStrep() const override { return item().toStrep(); }
+  U32 getHash(U8 way) const override { return Desc::bucket(this->key, way); }
   // Entries of the table's pool go back to it.
   void zeroReferencesIs() override { this->release(static_cast<typename Desc::Entry*>(this)); }
-  Item item() const { return Item{valid, key, result}; }
-  void itemIs(const Item& i) {
-    valid = i.valid;
-    key = i.key;
-    result = i.result;
-  }
 };
 
 template <class Desc>
@@ -446,19 +433,11 @@ class HashConvertor : public DescribedConvertor<HashConvertor<Desc>, HashBaseCon
     return decodeHwRow(primary ? primary->id : 0, index);
   }
   HashEntryPtr decodeHwRow(HwTableId id, HwIndex index) override {
-    U32 words[hwEntryMaxWords];
-    readRow(copyChecked(id), index, words);
-    Item item;
-    decodeItem(index, words, item);
-    FEN_TRACE(swTable()->moduleTrace(), 7, Texts::decoded << item.toStrep());
-    auto e = Fen::makePtr<Entry>();
-    e->itemIs(item);
-    return e;
+    return Entry::of(decodeRowItem(*this, id, index));
   }
 
  protected:
   using Described::layout_;
-  using RowConvertor::copyChecked;
 };
 
 }  // namespace TarnSwitchTable

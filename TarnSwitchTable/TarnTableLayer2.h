@@ -23,6 +23,7 @@
 #include "TarnSwitchApi/SwTable.h"
 #include "TarnSwitchTable/TarnTableDescribed.h"
 #include "TarnSwitchTable/TarnTableEntries.h"
+#include "TarnSwitchTable/TarnTableReconcile.h"
 
 namespace TarnSwitchTable {
 
@@ -77,6 +78,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using Described = DescribedConvertor<Layer2Convertor<Desc>, RowConvertor, Desc>;
   using RowConvertor::copies;
   using RowConvertor::copy;
+  using RowConvertor::copyChecked;
   using RowConvertor::descriptor;
   using RowConvertor::descriptor0;
   using RowConvertor::enabled;
@@ -85,7 +87,6 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::rowLower;
   using RowConvertor::rowUpper;
   using RowConvertor::trace;
-  using RowConvertor::writeRowIfChanged;
 
   explicit Layer2Convertor(Layer2Table<Desc>* table)
       : Described(table, Desc::hwEntryWords, layer2Trace()) {}
@@ -94,13 +95,8 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   // Writes the result at the key's row of every copy whose compared words differ.
   virtual void hwTableEntryIs(const Key& k, const Result& r) {
     if (!enabled()) return;
-    const HwIndex row = layout_->hwIndexFromKey(k);
-    U32 buffer[hwEntryMaxWords];
-    for (const Copy& c : copies()) {
-      if (!c.holds(row)) continue;
-      encode(k, r, c, buffer);
-      writeRowIfChanged(c, row, buffer);
-    }
+    writeCopies(*this, layout_->hwIndexFromKey(k),
+                [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
   }
   // Brings every row into a defined state: software's result for a present key; for an absent
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the
@@ -185,7 +181,6 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   }
 
   using Described::layout_;
-  using RowConvertor::copyChecked;
 };
 
 }  // namespace TarnSwitchTable

@@ -20,6 +20,27 @@
 
 namespace TarnSwitchTable {
 
+// Calls `visit(copy, words)` for each copy holding `row` until it returns false, `words` being
+// what `encode(encoding, buffer)` gives for the copy's encoding (into a zeroed buffer; copies
+// keeping the encoding of the copy before them reuse its words). False when no copy holds it.
+template <class Conv, class Encode, class Visit>
+bool forEachCopyRow(const Conv& c, HwIndex row, const Encode& encode, const Visit& visit) {
+  U32 buffer[hwEntryMaxWords];
+  int encoded = -1;
+  bool held = false;
+  for (const Copy& copy : c.copies()) {
+    if (!copy.holds(row)) continue;
+    held = true;
+    if (copy.encoding != encoded) {
+      std::fill(buffer, buffer + hwEntryMaxWords, 0u);
+      encode(copy.encoding, buffer);
+      encoded = copy.encoding;
+    }
+    if (!visit(copy, static_cast<const U32*>(buffer))) break;
+  }
+  return held;
+}
+
 // Writes `row` to every copy holding it whose words differ, `encode(encoding, buffer)` giving
 // the words of each encoding the copies keep (into a zeroed buffer); the rows written.
 template <class Conv, class Encode>
@@ -40,20 +61,11 @@ inline __attribute__((always_inline)) unsigned writeRow(Conv& c, HwIndex row,
 // writeRow for rows in several copies, or in none.
 template <class Conv, class Encode>
 unsigned writeCopies(Conv& c, HwIndex row, const Encode& encode) {
-  U32 buffer[hwEntryMaxWords] = {};
-  int encoded = -1;
   unsigned written = 0;
-  bool held = false;
-  for (const Copy& copy : c.copies()) {
-    if (!copy.holds(row)) continue;
-    held = true;
-    if (copy.encoding != encoded) {
-      std::fill(buffer, buffer + hwEntryMaxWords, 0u);
-      encode(copy.encoding, buffer);
-      encoded = copy.encoding;
-    }
-    written += c.writeRowIfChanged(copy, row, buffer) ? 1 : 0;
-  }
+  const bool held = forEachCopyRow(c, row, encode, [&](const Copy& copy, const U32* words) {
+    written += c.writeRowIfChanged(copy, row, words) ? 1 : 0;
+    return true;
+  });
   if (!held) FEN_TRACE(c.trace(), 8, "HwIndex " << row << Texts::outside);
   return written;
 }
@@ -69,15 +81,15 @@ unsigned writeItemRow(Conv& c, const typename Conv::Item& item, HwIndex row) {
 template <class Conv>
 void sanitizeRow(Conv& c, HwIndex row) {
   U32 staticBuffer[hwEntryMaxWords];
-  U32 nullBuffer[hwEntryMaxWords];
   c.staticWords(row, staticBuffer);
   typename Conv::Item empty;
   c.nullItem(row, empty);
-  for (const Copy& copy : c.copies()) {
-    if (!copy.holds(row)) continue;
-    c.encodeItem(empty, row, copy.encoding, nullBuffer);
-    c.sanitizeCopyRow(copy, row, staticBuffer, nullBuffer);
-  }
+  forEachCopyRow(
+      c, row, [&](U8 encoding, U32* buffer) { c.encodeItem(empty, row, encoding, buffer); },
+      [&](const Copy& copy, const U32* nullWords) {
+        c.sanitizeCopyRow(copy, row, staticBuffer, nullWords);
+        return true;
+      });
 }
 
 // The start-up walk: a reset empties every row, otherwise static bits are repaired. While the
@@ -107,15 +119,16 @@ void initRows(Conv& c, bool resetHw) {
 template <class Conv>
 void flagDisagreeingCopies(Conv& c, const typename Conv::Item& item, HwIndex row,
                            const Copy& primary) {
-  U32 buffer[hwEntryMaxWords];
-  for (const Copy& copy : c.copies()) {
-    if (&copy == &primary || !copy.holds(row)) continue;
-    c.encodeItem(item, row, copy.encoding, buffer);
-    if (!c.rowEquals(copy, row, buffer)) {
-      c.table().hwInconsistentEntryIs(item.key, true);
-      return;
-    }
-  }
+  if (c.copies().size() == 1) return;  // the primary is the only copy
+  forEachCopyRow(
+      c, row, [&](U8 encoding, U32* buffer) { c.encodeItem(item, row, encoding, buffer); },
+      [&](const Copy& copy, const U32* want) {
+        U32 held[hwEntryMaxWords];
+        if (&copy == &primary || (c.readRow(copy, row, held) && c.heldEquals(copy, held, want)))
+          return true;
+        c.table().hwInconsistentEntryIs(item.key, true);
+        return false;
+      });
 }
 
 // Reconciles one row read back after a restart: adopt an entry software lacks, rewrite one that
@@ -189,19 +202,15 @@ void convergeRows(Conv& c) {
   }
   c.convergePrepare();
   typename Conv::Item item;
-  U32 want[hwEntryMaxWords];
   for (U64 r = c.rowLower(); r <= c.rowUpper(); ++r) {
     const HwIndex row = HwIndex(r);
     const bool wanted = c.softwareItem(row, item);
-    int encoded = -1;
-    for (const Copy& copy : c.copies()) {
-      if (!copy.holds(row)) continue;
-      if (copy.encoding != encoded) {
-        c.encodeItem(item, row, copy.encoding, want);
-        encoded = copy.encoding;
-      }
-      convergeCopy(c, copy, row, wanted, want);
-    }
+    forEachCopyRow(
+        c, row, [&](U8 encoding, U32* buffer) { c.encodeItem(item, row, encoding, buffer); },
+        [&](const Copy& copy, const U32* want) {
+          convergeCopy(c, copy, row, wanted, want);
+          return true;
+        });
   }
   c.startupRowsIs(StartupRows::none);
 }
@@ -217,6 +226,19 @@ unsigned expectedRowWords(Conv& c, HwTableId id, HwIndex index, U32* words) {
   c.softwareItem(index, item);
   c.encodeItem(item, index, copy->encoding, words);
   return copy->words;
+}
+
+// Row `index` of copy `id` read back as an item, traced to the table's module (a row past the
+// last key, then an unknown copy, raise their range exceptions; a corrupted row reads as empty).
+template <class Conv>
+typename Conv::Item decodeRowItem(Conv& c, HwTableId id, HwIndex index) {
+  typename Conv::Item item;
+  c.nullItem(index, item);
+  U32 words[hwEntryMaxWords];
+  c.readRow(c.copyChecked(id), index, words);
+  c.decodeItem(index, words, item);
+  FEN_TRACE(c.table().moduleTrace(), 7, Texts::decoded << item.toStrep());
+  return item;
 }
 
 }  // namespace TarnSwitchTable

@@ -73,7 +73,12 @@ const Copy& RowConvertor::copyChecked(HwTableId id) const {
 
 bool RowConvertor::readRow(const Copy& c, HwIndex index, U32* words) {
   std::fill(words, words + hwEntryMaxWords, 0u);
-  const HwEntryConfig* row = storedRow(c, index);
+  const HwEntryConfig* row = nullptr;
+  try {
+    row = c.table->entryRef(index);
+  } catch (const Cairn::CorruptionDetectedException& e) {
+    doCorruptionDetected(e.what());
+  }
   if (!row) return false;
   std::copy(row->dataArray(), row->dataArray() + row->words(), words);
   return true;

@@ -92,6 +92,8 @@ class RowConvertor : public SwTableProfileConvertor {
   const Copy* soleCopy() const { return soleCopy_; }
   // The copy of that HwTableId, or nullptr.
   const Copy* copy(HwTableId id) const;
+  // Hardware table `id`; an unknown copy raises the range exception.
+  const Copy& copyChecked(HwTableId id) const;
   // The copy a row is read back from: the first declared copy that holds it (nullptr: none).
   const Copy* primaryCopy(HwIndex index) const;
   // The rows of the table: from the lowest to the highest row of any copy.
@@ -111,30 +113,12 @@ class RowConvertor : public SwTableProfileConvertor {
   // Writes the copy's words of row `index` unless the row holds the same compared words at that
   // index (words past the copy's count are kept). True when written.
   bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
-    try {
-      return c.table->entryWordsIsIfChanged(index, words, c.compareWords, c.words);
-    } catch (const Cairn::CorruptionDetectedException& e) {
-      return corruptedRowIs(c, index, words, e);
-    }
+    return writeWordsIfChanged(c, index, words, c.compareWords, c.words);
   }
   // The same for a copy that writes and compares Words words: the counts known when compiled.
   template <unsigned Words>
   bool writeRowIfChanged(const Copy& c, HwIndex index, const U32* words) {
-    try {
-      return c.table->entryWordsIsIfChanged(index, words, Words, Words);
-    } catch (const Cairn::CorruptionDetectedException& e) {
-      return corruptedRowIs(c, index, words, e);
-    }
-  }
-  // Whether the compared words of the copy's row equal `words` (absent or corrupt: false).
-  bool rowEquals(const Copy& c, HwIndex index, const U32* words) {
-    const HwEntryConfig* row = storedRow(c, index);
-    if (!row || row->index() != index) return false;
-    const U32* held = row->dataArray();  // words past the row's count read 0
-    for (unsigned i = 0; i < c.compareWords; ++i) {
-      if (held[i] != words[i]) return false;
-    }
-    return true;
+    return writeWordsIfChanged(c, index, words, Words, Words);
   }
   // Whether the compared words of a row read with readRow equal `words`.
   static bool heldEquals(const Copy& c, const U32* held, const U32* words) {
@@ -159,29 +143,23 @@ class RowConvertor : public SwTableProfileConvertor {
 
  protected:
   friend class HwTables;
-  // A row whose read reported corruption compares as absent: reported, then written.
-  bool corruptedRowIs(const Copy& c, HwIndex index, const U32* words,
-                      const Cairn::CorruptionDetectedException& e) {
-    doCorruptionDetected(e.what());
-    c.table->entryWordsIs(index, words, c.words);
-    return true;
-  }
-  // The row the copy holds at `index`, or nullptr when absent; a corrupted row is reported to
-  // the corruption hook and reads as absent.
-  const HwEntryConfig* storedRow(const Copy& c, HwIndex index) {
+  // Writes `count` words of the row unless its first `compare` words hold `words` already; a row
+  // whose read reports corruption compares as absent: reported, then written.
+  inline __attribute__((always_inline)) bool writeWordsIfChanged(const Copy& c, HwIndex index,
+                                                                 const U32* words, unsigned compare,
+                                                                 unsigned count) {
     try {
-      return c.table->entryRef(index);
+      return c.table->entryWordsIsIfChanged(index, words, compare, count);
     } catch (const Cairn::CorruptionDetectedException& e) {
       doCorruptionDetected(e.what());
-      return nullptr;
+      c.table->entryWordsIs(index, words, count);
+      return true;
     }
   }
   // Declares hardware table `id` on the chip, records it with its descriptor and adds the copy.
   void declareHwTable(HwTableId id, const std::string& hwTableName, TableState state, HwIndex lower,
                       HwIndex upper, Fen::PtrConst<HwTableRegisterMapping> mapping,
                       CopyForm form = {});
-  // Hardware table `id`; an unknown copy raises the range exception.
-  const Copy& copyChecked(HwTableId id) const;
 
  private:
   TarnSwitchApi::SwTable* owner_;
