@@ -4,8 +4,8 @@
 // TestPortTable: a direct table over the chip's ports whose copies are not mirrors. Ingress
 // copy p (HwTableId p) holds only the rows of the ports of pipeline p, as two words (word 0 the
 // group, word 1 the flag in bit 0 and the row in bits 16..31, a position field); two CPU copies
-// (HwTableId K and K + 1) each hold every port as one narrower word, the group alone. Ports from
-// the port count up to 63 are keys without a row.
+// (HwTableId K and K + 1) each hold every port as one narrower word of their own encoding, the
+// group with the flag in bit 31. Ports from the port count up to 63 are keys without a row.
 //
 // TestGroupTable: a Layer-2 table over the chip's ports with the default group 0xFF. Ingress
 // copy p holds the rows of its own ports as two words (the group, then a one-hot port selector
@@ -107,7 +107,10 @@ struct TestPortLayout : PortCopies {
   void setStaticBuffer(HwIndex row, U32* b) const { b[1] = (b[1] & 0xFFFFu) | (row << 16); }
   void encodeRow(const RowItem<TestPortLayout>& e, HwIndex row, U8 encoding, U32* b) const {
     b[0] = e.result.group;
-    if (encoding == 1) return;  // a CPU copy
+    if (encoding == 1) {  // a CPU copy: the flag rides in bit 31
+      b[0] |= e.result.flag ? 0x80000000u : 0u;
+      return;
+    }
     b[1] = e.result.flag ? 1u : 0u;
     setStaticBuffer(row, b);
   }
