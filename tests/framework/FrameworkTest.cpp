@@ -235,19 +235,19 @@ TEST(RingTraceTest, RecordsReadBackAsTheirLinesAndOnlyTheNewestStay) {
   Fen::traceSinkIs(nullptr);
 }
 
-TEST(RingTraceDeathTest, PayloadLargerThanARecordIsFatal) {
-  Fen::RingTrace ring;
-  const std::string chars(Fen::RingTrace::maxPayload + 1, 'q');
-  EXPECT_DEATH(ring.write("raw ", &printChars, chars.data(), chars.size()),
-               "Assertion `size <= maxPayload' failed");
-}
-
+// A failed assertion prints file, line, function and the expression with its macros expanded;
+// a ring payload larger than a record and a module registered twice are such failures.
 TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {
   EXPECT_DEATH(FrameworkAssertProbe::checkBelowLimit(3),
                HasSubstr(__FILE__ ":" + std::to_string(FrameworkAssertProbe::assertLine) +
                          ": void FrameworkAssertProbe::checkBelowLimit(int): "
                          "Assertion `x < 3' failed.\n"));
   FrameworkAssertProbe::checkBelowLimit(2);
+  const std::string chars(Fen::RingTrace::maxPayload + 1, 'q');
+  EXPECT_DEATH(Fen::RingTrace().write("raw ", &printChars, chars.data(), chars.size()),
+               "Assertion `size <= maxPayload' failed");
+  EXPECT_DEATH(Fen::Registry::instance().moduleIs(Fen::ModuleInfo{"FrameworkTestModule", {}}),
+               "Assertion `inserted' failed");
 }
 
 TEST(FileTest, ReplacesContentWholeAndFailuresLeaveNoTemporary) {
@@ -302,12 +302,11 @@ const std::string sampleText =
     "'flag': true, 'label': 'x y', 'level': 5, " +
     sampleTail;
 
-// What parsing `text` as a T gives: "ok", or the kind of refusal and its message (a Ranged type
-// parses through its checked constructor).
-template <class T>
-std::string parsed(const std::string& text) {
+// What `f` gives: "ok", or the kind of refusal and its message.
+template <class F>
+std::string outcome(F&& f) {
   try {
-    Fen::parseText<T>(text);
+    f();
     return "ok";
   } catch (const Fen::RangeException& e) {
     return std::string("range: ") + e.what();
@@ -315,15 +314,10 @@ std::string parsed(const std::string& text) {
     return std::string("form: ") + e.what();
   }
 }
-
-TEST(PodArrayTest, RefusesMoreThanItsCapacity) {
-  U32 words[9] = {};
-  Fen::PodArray<U32, 8> pod;
-  const auto tooMany = ThrowsMessage<Fen::RangeException>("PodArray::set expected size <= 8");
-  EXPECT_NO_THROW(pod.set(words, 8));
-  EXPECT_NO_THROW(pod.setAt(7, 1));
-  EXPECT_THAT([&] { pod.set(words, 9); }, tooMany);
-  EXPECT_THAT([&] { pod.setAt(8, 1); }, tooMany);
+// Parsing `text` as a T (a Ranged type parses through its checked constructor).
+template <class T>
+std::string parsed(const std::string& text) {
+  return outcome([&] { Fen::parseText<T>(text); });
 }
 
 // Values and arrays of them print in their exact text form and parse back from it.
@@ -342,7 +336,8 @@ TEST(ValueTextTest, PrintsExactFormAndRandomValuesRoundTrip) {
   EXPECT_EQ(Fen::printText(std::string("it's \\")), "'it\\'s \\\\'");  // escaped, so it parses back
 }
 
-// Ranges at their boundaries; a text that does not match names what was expected and the rest.
+// Ranges at their boundaries (a pod array's capacity among them); a text that does not match
+// names what was expected and the rest.
 TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
   auto replaced = [&](const std::string& from, const std::string& to) {
     std::string t = sampleText;
@@ -350,7 +345,12 @@ TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
   };
   using Hops = std::array<U16, 3>;
   const std::string vlan = "range: Bridging::VlanId::value < 1 or > 4094 not allowed";
+  const std::string pod = "range: PodArray::set expected size <= 8";
+  U32 words[9] = {};
+  Fen::PodArray<U32, 8> p;
   const std::pair<std::string, std::string> cases[] = {
+      {outcome([&] { p.set(words, 8), p.setAt(7, 1); }), "ok"},
+      {outcome([&] { p.set(words, 9); }) + outcome([&] { p.setAt(8, 1); }), pod + pod},
       {parsed<Bridging::VlanId>("4094") + parsed<Bridging::VlanId>("1"), "okok"},
       {parsed<Bridging::VlanId>("4095"), vlan},
       {parsed<Bridging::VlanId>("0"), vlan},
@@ -426,11 +426,6 @@ TEST(RegistryTest, AttributesReadAndWriteFieldsAndNestedFieldsInPlace) {
   EXPECT_THAT([&] { hops.parse(&v, "[1, 2]"); },
               ThrowsMessage<Fen::TextFormException>("U16[3] takes 3 elements, got 2"));
   EXPECT_EQ(v.hops, (std::array<U16, 3>{4, 5, 6}));
-}
-
-TEST(RegistryDeathTest, SameModuleTwiceIsFatal) {
-  EXPECT_DEATH(Fen::Registry::instance().moduleIs(Fen::ModuleInfo{"FrameworkTestModule", {}}),
-               "Assertion `inserted' failed");
 }
 
 }  // namespace
