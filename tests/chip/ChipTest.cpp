@@ -13,7 +13,9 @@
 #include "Lanx/EthAddr.h"
 #include "TarnSwitch/ChipProfile.h"
 #include "TarnSwitch/CrcHash.h"
+#include "TarnSwitch/L3LagIndex.h"
 #include "TarnSwitch/Parity.h"
+#include "TarnSwitch/PipeId.h"
 
 namespace {
 
@@ -116,6 +118,20 @@ TEST(ChipProfileTest, BuiltinProfilesByNameTextRoundTripAndTheApiLevelIsOrdered)
   auto api = [](U8 major, U8 minor) { return ProfileHwApi{major, minor}; };
   EXPECT_TRUE(api(3, 9) < api(4, 0) && api(4, 1) < api(4, 10) && api(4, 0) != api(4, 1));
   EXPECT_FALSE(api(4, 10) < api(4, 1) || api(4, 1) < api(4, 1) || api(5, 0) < api(4, 9));
+}
+
+// Each ranged chip type takes its null value and refuses one above it with its own message.
+template <typename T>
+void expectRange(unsigned null, const char* type) {
+  EXPECT_EQ(unsigned(T(null).value()), null) << type;
+  const std::string m =
+      std::string(type) + "::value < " + type + "::min or > " + type + "::null not allowed";
+  EXPECT_THAT([&] { T t(null + 1); }, ThrowsMessage<Fen::RangeException>(m)) << type;
+}
+
+TEST(ChipRangedTest, NullIsTheLargestValueAndOneMoreIsRefused) {
+  expectRange<TarnSwitch::PipeId>(13, "TarnSwitch::PipeId");
+  expectRange<TarnSwitch::L3LagIndex>(57, "TarnSwitch::L3LagIndex");
 }
 
 }  // namespace

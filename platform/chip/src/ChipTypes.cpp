@@ -4,10 +4,22 @@
 #include "Lanx/EthAddr.h"
 #include "TarnSwitch/ChipPortId.h"
 #include "TarnSwitch/ChipProfile.h"
+#include "TarnSwitch/L3LagIndex.h"
+#include "TarnSwitch/PipeId.h"
 
 namespace TarnSwitch {
 
 const std::string& ChipPortIdTag::message() {
+  static const std::string m = Fen::rangeMessageMinNull(name);
+  return m;
+}
+
+const std::string& PipeIdTag::message() {
+  static const std::string m = Fen::rangeMessageMinNull(name);
+  return m;
+}
+
+const std::string& L3LagIndexTag::message() {
   static const std::string m = Fen::rangeMessageMinNull(name);
   return m;
 }
