@@ -30,6 +30,11 @@ class EntryAccess {
   virtual void scratchReset() = 0;
   // Copies software's result for the scratch key into the scratch result; false when absent.
   virtual bool scratchResultLoad() = 0;
+  // Whether the table can hold the scratch key now (a hashed table may have no room for it):
+  // ask before scratchEntryIs, which stops the process when the key cannot be placed.
+  virtual bool scratchInsertable() const { return true; }
+  // Text form of the scratch key.
+  virtual std::string scratchKeyStrep() const = 0;
   // Stores the scratch result under the scratch key (programming hardware as entryIs does).
   virtual void scratchEntryIs() = 0;
   // Removes the scratch key (as entryDel does); an absent key changes nothing.
@@ -70,6 +75,7 @@ class EntryAccessImpl : public EntryAccess {
     if (r) scratchResult_ = *r;
     return r != nullptr;
   }
+  std::string scratchKeyStrep() const override { return scratchKey_.toStrep(); }
   void scratchEntryIs() override { self().entryIs(scratchKey_, scratchResult_); }
   void scratchEntryDel() override { self().entryDel(scratchKey_); }
   void accessEntryDelAll() override { self().entryDelAll(); }
@@ -84,6 +90,9 @@ class EntryAccessImpl : public EntryAccess {
   std::string entryStrep(const void* key, const void* result) const override {
     return static_cast<const K*>(key)->toStrep() + " " + static_cast<const R*>(result)->toStrep();
   }
+
+ protected:
+  const K& scratchKeyValue() const { return scratchKey_; }
 
  private:
   D& self() { return static_cast<D&>(*this); }

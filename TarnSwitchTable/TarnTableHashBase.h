@@ -213,6 +213,7 @@ class HashTable : public HashBaseTable,
     probe_->key = k;
     return hashEntryInsertable(probe_);
   }
+  bool scratchInsertable() const override { return entryInsertable(this->scratchKeyValue()); }
   // The table's own cuckoo entries, by key: exactly the keys the cuckoo engine holds.
   const Fen::KeyedCollection<Key, Fen::Ptr<Entry>>& hashItem() const { return items_; }
 

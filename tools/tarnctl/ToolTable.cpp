@@ -106,6 +106,10 @@ void ToolTable::set(const std::vector<std::string_view>& fields) {
   requireKeyFields();
   access_->scratchResultLoad();
   applyFields(fields, false, false);
+  if (!access_->scratchInsertable()) {
+    throw ToolError("table " + name_ + " is full: no placement of its entries holds key " +
+                    access_->scratchKeyStrep() + "; nothing changed");
+  }
   access_->scratchEntryIs();
 }
 
