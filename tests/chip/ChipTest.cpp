@@ -11,6 +11,7 @@
 
 #include "Keel/BitStream.h"
 #include "Lanx/EthAddr.h"
+#include "Lanx/Ip4Addr.h"
 #include "TarnSwitch/ChipProfile.h"
 #include "TarnSwitch/CrcHash.h"
 #include "TarnSwitch/L3LagIndex.h"
@@ -87,6 +88,19 @@ TEST(EthAddrTest, TextBothWaysAndU64RoundTripAndBadFormsAreRefused) {
     EXPECT_THAT([&] { Fen::parseText<EthAddr>(text); },
                 ThrowsMessage<Fen::TextFormException>(message));
   }
+}
+
+TEST(Ip4AddrTest, DottedQuadBothWaysAndBadFormsAreRefusedQuotingTheWholeAddress) {
+  EXPECT_EQ(Fen::parseText<Lanx::Ip4Addr>("10.1.255.0").value(), 0x0A01FF00u);
+  EXPECT_EQ(Fen::printText(Lanx::Ip4Addr(0xC0A80001u)), "192.168.0.1");
+  EXPECT_EQ(Fen::printText(Fen::parseText<Lanx::Ip4Addr>("255.255.255.255")), "255.255.255.255");
+  const std::string expected = "\"an IPv4 address a.b.c.d\", instead got ";
+  for (const std::string text : {"10.1.256.0", "10.1.2", "10..1.2", "10.1.2.0003", "a.1.2.3"}) {
+    EXPECT_THAT([&] { Fen::parseText<Lanx::Ip4Addr>(text); },
+                ThrowsMessage<Fen::TextFormException>(expected + text));
+  }
+  EXPECT_THAT([&] { Fen::parseText<Lanx::Ip4Addr>("10.1.2.3.4"); },
+              ThrowsMessage<Fen::TextFormException>("\"end of text\", instead got .4"));
 }
 
 TEST(ParityTest, MatchesBruteForceBitCount) {

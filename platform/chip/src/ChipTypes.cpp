@@ -2,6 +2,7 @@
 
 #include "Bridging/VlanId.h"
 #include "Lanx/EthAddr.h"
+#include "Lanx/Ip4Addr.h"
 #include "TarnSwitch/ChipPortId.h"
 #include "TarnSwitch/ChipProfile.h"
 #include "TarnSwitch/L3LagIndex.h"
@@ -110,6 +111,31 @@ TarnSwitch::ProfileHwApi ValueTraits<TarnSwitch::ProfileHwApi>::parse(TextReader
   in.expect(".");
   v.minor = ValueTraits<U8>::parse(in);
   return v;
+}
+
+void ValueTraits<Lanx::Ip4Addr>::print(std::string& out, Lanx::Ip4Addr v) {
+  const U32 a = v.value();
+  char buf[16];
+  std::snprintf(buf, sizeof buf, "%u.%u.%u.%u", a >> 24, (a >> 16) & 0xFF, (a >> 8) & 0xFF,
+                a & 0xFF);
+  out += buf;
+}
+
+Lanx::Ip4Addr ValueTraits<Lanx::Ip4Addr>::parse(TextReader& in) {
+  const std::string_view start = in.rest();
+  U32 a = 0;
+  for (unsigned i = 0; i < 4; ++i) {
+    if (i > 0 && !in.consume(".")) TextReader(start).fail("an IPv4 address a.b.c.d");
+    const std::string_view r = in.rest();
+    std::size_t n = 0;
+    U32 octet = 0;
+    while (n < r.size() && n < 4 && r[n] >= '0' && r[n] <= '9')
+      octet = octet * 10 + U32(r[n++] - '0');
+    if (n == 0 || n > 3 || octet > 255) TextReader(start).fail("an IPv4 address a.b.c.d");
+    a = (a << 8) | octet;
+    in.consume(r.substr(0, n));
+  }
+  return Lanx::Ip4Addr(a);
 }
 
 }  // namespace Fen
