@@ -1,6 +1,6 @@
 // Source-group table: the hashed-table suite on both built-in profiles, then the hash stream
 // and rows worked out by hand (exact words and registers), groups that hardware cannot tell
-// apart, the capacity they leave, and the profiles it refuses.
+// apart and the capacity they leave.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -147,32 +147,6 @@ TEST(SGTable, GroupsDifferingInTheTopNibbleShareEveryBucket) {
   const auto restarted = startTable(sGTableFactory("sg"), s.chip, StartMode::warm);
   EXPECT_EQ(restarted.writes, 0u);
   EXPECT_EQ(restarted.table->entry().map(), model);
-}
-
-// A profile whose port mask would not fit words 2 and 3 (more than 62 ports), or with fewer
-// than two ingress pipelines (no layer-3 processor), is refused when the table connects.
-TEST(SGTable, ProfilesWithoutAProcessorOrWithTooManyPortsAreRefused) {
-  const struct {
-    unsigned ports, pipelines;
-    std::string message;
-  } cases[] = {
-      {63, 4,
-       "TarnSwitchTable::SGTable: profile 'wide' has 63 ports; a port mask of the row holds 62 "
-       "at most"},
-      {48, 1, "TarnSwitchTable::SGTable: the profile has no layer-3 processor to hold the table"},
-      {62, 2, "<no exception raised>"},
-  };
-  for (const auto& c : cases) {
-    TarnSwitch::ChipProfile p = *TarnSwitch::builtinProfile("default");
-    p.name = "wide";
-    p.portCount = Fen::U16(c.ports);
-    p.pipelineCount = Fen::U8(c.pipelines);
-    const ChipPtr chip = Fen::makePtr<TarnSwitchApi::HwTableCollection>(p);
-    auto table = sGTableFactory("sg");
-    EXPECT_EQ(thrownMessage<Fen::RangeException>(
-                  [&] { TarnSwitchApi::startSwTable(*table, chip, StartMode::cold); }),
-              c.message);
-  }
 }
 
 }  // namespace
