@@ -2,6 +2,10 @@
 
 #include "TarnSwitchTable/TarnTableArp.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
+#include "TarnSwitchTable/TarnTableL3FloodArp.h"
+#include "TarnSwitchTable/TarnTableL3FloodBitmap.h"
+#include "TarnSwitchTable/TarnTableL3Lag.h"
+#include "TarnSwitchTable/TarnTableSG.h"
 
 namespace TarnSwitchTable {
 namespace {
@@ -30,6 +34,10 @@ void registerModules() {
   registerEngineModule("TarnTableHashBase", "TarnSwitchTable::HashBaseCuckooEntry",
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
+  registerTableModule<SGTable, SGLayout>();
+  registerTableModule<L3LagTable, L3LagLayout>();
+  registerTableModule<L3FloodArpTable, L3FloodArpLayout>();
+  registerTableModule<L3FloodBitmapTable, L3FloodBitmapLayout>();
 }
 
 }  // namespace TarnSwitchTable

@@ -47,12 +47,13 @@ class DirectTableSuite : public TableFixture<DirectKeys<Traits>> {
   using Base::row;
 
   const std::vector<Copy>& copies() const { return conv().copies(); }
-  // The last copy holding the row of `k` that is wide enough to carry its static words.
+  // The first copy holding the row of `k` that is wide enough to carry its static words: the
+  // copy a row is read back from, so its damage is a position-bit repair, not a disagreement
+  // between mirrored copies (which the read-back flags as an inconsistent entry).
   const Copy& damageable(const Key& k) const {
-    const Copy* out = nullptr;
     for (const Copy* c : holding(k))
-      if (c->words > conv().hwStaticWord().rbegin()->first) out = c;
-    return *out;
+      if (c->words > conv().hwStaticWord().rbegin()->first) return *c;
+    return *holding(k).front();
   }
   // What copy `c` should hold at `index` when software holds `model`.
   Words want(const Model& model, const Copy& c, HwIndex index) const {

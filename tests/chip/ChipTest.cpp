@@ -14,9 +14,13 @@
 #include "Lanx/Ip4Addr.h"
 #include "TarnSwitch/ChipProfile.h"
 #include "TarnSwitch/CrcHash.h"
+#include "TarnSwitch/IngressPortMask.h"
+#include "TarnSwitch/L3FloodId.h"
 #include "TarnSwitch/L3LagIndex.h"
+#include "TarnSwitch/MrouteKey.h"
 #include "TarnSwitch/Parity.h"
 #include "TarnSwitch/PipeId.h"
+#include "TarnSwitch/VlanGroupId.h"
 
 namespace {
 
@@ -146,6 +150,47 @@ void expectRange(unsigned null, const char* type) {
 TEST(ChipRangedTest, NullIsTheLargestValueAndOneMoreIsRefused) {
   expectRange<TarnSwitch::PipeId>(13, "TarnSwitch::PipeId");
   expectRange<TarnSwitch::L3LagIndex>(57, "TarnSwitch::L3LagIndex");
+  expectRange<TarnSwitch::L3FloodId>(128, "TarnSwitch::L3FloodId");
+}
+
+// The chip layout of a port mask against a bit-by-bit model: hardwareBitmask(n) keeps ports
+// 0..n (all 64 from n = 63 on), and a mask read back keeps the same ports.
+TEST(IngressPortMaskTest, ChipLayoutKeepsPortsZeroToNAndTheTextIsHexadecimal) {
+  const unsigned seed = 2026;
+  std::mt19937_64 rng(seed);
+  for (int i = 0; i < 2000; ++i) {
+    const U64 bits = rng();
+    const U32 n = i < 70 ? U32(i) : U32(rng() % 200);
+    U64 kept = 0;
+    for (U32 port = 0; port <= n && port < 64; ++port) kept |= bits & (U64(1) << port);
+    const TarnSwitch::IngressPortMask mask(bits);
+    ASSERT_EQ(mask.hardwareBitmask(n), kept) << "seed " << seed << " n " << n;
+    ASSERT_EQ(TarnSwitch::IngressPortMask::ingressPortMaskFromHw(bits, n).value(), kept)
+        << "seed " << seed << " n " << n;
+    ASSERT_EQ(Fen::parseText<TarnSwitch::IngressPortMask>(Fen::printText(mask)), mask);
+  }
+  EXPECT_EQ(Fen::printText(TarnSwitch::IngressPortMask(0x1000000000001ull)), "0x1000000000001");
+  EXPECT_EQ(Fen::printText(TarnSwitch::IngressPortMask()), "0x0");
+  EXPECT_EQ(Fen::parseText<TarnSwitch::IngressPortMask>("5").value(), 5u);
+  EXPECT_THAT([] { Fen::parseText<TarnSwitch::IngressPortMask>("0x10000000000000000"); },
+              ThrowsMessage<Fen::RangeException>("U64::value > 18446744073709551615 not allowed"));
+}
+
+// The multicast key's text form, its 12-bit qualifier and the 16-bit VLAN group.
+TEST(MrouteKeyTest, TextFormQualifierAndVlanGroupBounds) {
+  const TarnSwitch::MrouteKey k(Lanx::Ip4Addr(0x0A000001), Lanx::Ip4Addr(0xEFFFFFFF), 4095);
+  const std::string text =
+      "Value('TarnSwitch::MrouteKey', ** {'source': 10.0.0.1, 'group': 239.255.255.255, "
+      "'qualifier': 4095})";
+  EXPECT_EQ(k.toStrep(), text);
+  EXPECT_EQ(TarnSwitch::MrouteKey::fromText(text), k);
+  EXPECT_THAT([] { TarnSwitch::MrouteQualifier q(4096); },
+              ThrowsMessage<Fen::RangeException>(
+                  "TarnSwitch::MrouteKey::qualifier::value > 4095 not allowed"));
+  EXPECT_EQ(TarnSwitch::VlanGroupId(0xFFFF).value(), 0xFFFF);
+  EXPECT_THAT(
+      [] { Fen::parseText<TarnSwitch::VlanGroupId>("65536"); },
+      ThrowsMessage<Fen::RangeException>("TarnSwitch::VlanGroupId::value > 65535 not allowed"));
 }
 
 }  // namespace

@@ -246,6 +246,32 @@ TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {
 
 TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/arp-demo.tarn");
+  // The layer-3 demo on both profiles: every check passes, the warm restart rewrites the four
+  // damaged rows and the one that keeps software writes nothing.
+  for (const std::string profile : {"default", "legacy"}) {
+    const auto summary = nlohmann::json::parse(
+        ok("run -q --json --profile " + profile + " " + TARN_EXAMPLES_DIR + "/l3-demo.tarn"));
+    EXPECT_EQ(summary["checks"], 3) << profile;
+    EXPECT_EQ(summary["checkFailures"], 0) << profile;
+    EXPECT_EQ(summary["restarts"][0]["writes"], 4) << profile;
+    EXPECT_EQ(summary["restarts"][1]["writes"], 0) << profile;
+  }
+}
+
+// Groups differing only in their top four bits share all three buckets of a source-group key:
+// the fourth cannot be placed, and `set` refuses it naming the table and the key (exit 2)
+// instead of stopping on the engine's assertion.
+TEST_F(TarnctlTest, SetOfASourceGroupKeyThatCannotBePlacedIsRefused) {
+  std::string script;
+  for (const char* group : {"224.1.2.3", "240.1.2.3", "16.1.2.3", "32.1.2.3"})
+    script += std::string("set sg source=10.0.0.1 group=") + group + " qualifier=5 vlanGroupId=1\n";
+  const std::string s = file("full.tarn", script);
+  const Result r = tarnctl("run -q --tables sg --profile legacy " + s);
+  EXPECT_EQ(r.code, 2);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, s + ":4: table sg is full: no placement of its entries holds key "
+                       "Value('TarnSwitch::MrouteKey', ** {'source': 10.0.0.1, 'group': 32.1.2.3, "
+                       "'qualifier': 5}); nothing changed\n");
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {

@@ -5,8 +5,12 @@
 #include "Lanx/Ip4Addr.h"
 #include "TarnSwitch/ChipPortId.h"
 #include "TarnSwitch/ChipProfile.h"
+#include "TarnSwitch/IngressPortMask.h"
+#include "TarnSwitch/L3FloodId.h"
 #include "TarnSwitch/L3LagIndex.h"
+#include "TarnSwitch/MrouteKey.h"
 #include "TarnSwitch/PipeId.h"
+#include "TarnSwitch/VlanGroupId.h"
 
 namespace TarnSwitch {
 
@@ -22,6 +26,21 @@ const std::string& PipeIdTag::message() {
 
 const std::string& L3LagIndexTag::message() {
   static const std::string m = Fen::rangeMessageMinNull(name);
+  return m;
+}
+
+const std::string& L3FloodIdTag::message() {
+  static const std::string m = Fen::rangeMessageMinNull(name);
+  return m;
+}
+
+const std::string& VlanGroupIdTag::message() {
+  static const std::string m = Fen::rangeMessageLiteralMax(name, 0xFFFF);
+  return m;
+}
+
+const std::string& MrouteQualifierTag::message() {
+  static const std::string m = Fen::rangeMessageLiteralMax(name, 4095);
   return m;
 }
 
@@ -111,6 +130,13 @@ TarnSwitch::ProfileHwApi ValueTraits<TarnSwitch::ProfileHwApi>::parse(TextReader
   in.expect(".");
   v.minor = ValueTraits<U8>::parse(in);
   return v;
+}
+
+void ValueTraits<TarnSwitch::IngressPortMask>::print(std::string& out,
+                                                     TarnSwitch::IngressPortMask v) {
+  char buf[19];
+  std::snprintf(buf, sizeof buf, "0x%llx", static_cast<unsigned long long>(v.value()));
+  out += buf;
 }
 
 void ValueTraits<Lanx::Ip4Addr>::print(std::string& out, Lanx::Ip4Addr v) {

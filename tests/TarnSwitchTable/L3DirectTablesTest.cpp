@@ -1,0 +1,312 @@
+// The L3 LAG, L3 flood bitmap and L3 flood ARP tables: the direct-table suite on both built-in
+// profiles, then rows worked out by hand from their layouts (exact words, copies and register
+// names), where the three rows deliberately differ, and their range messages; the profiles the
+// four layer-3 tables refuse.
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "DirectTableSuite.h"
+#include "TarnSwitchTable/TarnTableL3FloodArp.h"
+#include "TarnSwitchTable/TarnTableL3FloodBitmap.h"
+#include "TarnSwitchTable/TarnTableL3Lag.h"
+#include "TarnSwitchTable/TarnTableSG.h"
+
+namespace TarnTest {
+namespace {
+
+using namespace TarnSwitchTable;
+using TarnSwitch::IngressPortMask;
+
+std::string profileOf(unsigned ports) {
+  return ports == 48 ? "default" : "legacy";
+}
+
+// Masks that reach port P (the last port the L3 LAG row holds, the one the flood bitmap drops)
+// and beyond, and results that differ in the priority bit alone.
+template <unsigned Ports>
+struct L3LagTraits {
+  using Table = L3LagTable;
+  static Fen::Ptr<L3LagTable> makeTable() { return l3LagTableFactory("l3lag"); }
+  static std::string profile() { return profileOf(Ports); }
+  static std::vector<L3LagKey> sampleKeys() {
+    return {L3LagKey(0), L3LagKey(55), L3LagKey(1), L3LagKey(30)};
+  }
+  static std::vector<L3LagKey> outsideKeys() { return {L3LagKey(56), L3LagKey(57)}; }
+  static L3LagResult result(unsigned n) {
+    return L3LagResult(IngressPortMask((1ull << Ports) | (n / 2 + 1)), n % 2 == 1);
+  }
+  static constexpr bool programsUnchanged = true;
+};
+
+template <unsigned Ports>
+struct L3FloodBitmapTraits {
+  using Table = L3FloodBitmapTable;
+  static Fen::Ptr<L3FloodBitmapTable> makeTable() {
+    return l3FloodBitmapTableFactory("l3floodbitmap");
+  }
+  static std::string profile() { return profileOf(Ports); }
+  static std::vector<L3FloodKey> sampleKeys() {
+    return {L3FloodKey(0), L3FloodKey(127), L3FloodKey(64), L3FloodKey(1)};
+  }
+  static std::vector<L3FloodKey> outsideKeys() { return {L3FloodKey(128)}; }
+  static L3FloodBitmapResult result(unsigned n) {
+    return L3FloodBitmapResult(IngressPortMask((1ull << (Ports - 1)) | n));
+  }
+  static constexpr bool programsUnchanged = true;
+};
+
+template <unsigned Ports>
+struct L3FloodArpTraits {
+  using Table = L3FloodArpTable;
+  static Fen::Ptr<L3FloodArpTable> makeTable() { return l3FloodArpTableFactory("l3floodarp"); }
+  static std::string profile() { return profileOf(Ports); }
+  static std::vector<L3FloodKey> sampleKeys() {
+    return {L3FloodKey(0), L3FloodKey(127), L3FloodKey(5), L3FloodKey(64)};
+  }
+  static std::vector<L3FloodKey> outsideKeys() { return {L3FloodKey(128)}; }
+  static L3FloodArpResult result(unsigned n) {
+    return L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000000ull + n * 0x10203ull), n * 5);
+  }
+  static constexpr bool programsUnchanged = true;
+};
+
+}  // namespace
+
+using L3DirectTables =
+    ::testing::Types<L3LagTraits<48>, L3LagTraits<24>, L3FloodBitmapTraits<48>,
+                     L3FloodBitmapTraits<24>, L3FloodArpTraits<48>, L3FloodArpTraits<24>>;
+INSTANTIATE_TYPED_TEST_SUITE_P(L3, DirectTableSuite, L3DirectTables);
+
+namespace {
+
+// One hand-worked row: the entry, the row it lands on and the words every copy holds.
+template <class Key, class Result>
+struct HandRow {
+  const char* profile;
+  Key key;
+  Result result;
+  HwIndex row;
+  Words words;
+};
+
+// Sets each entry on a fresh chip and checks: the copies (their count, rows 0..last, names),
+// the words of the row in every copy with its register names, a single write a copy, and the
+// deleted row holding only its position bits.
+template <class Table, class Key, class Result>
+void expectHandRows(const std::function<Fen::Ptr<Table>()>& make,
+                    const std::vector<HandRow<Key, Result>>& rows, HwIndex last,
+                    const std::function<unsigned(const std::string&)>& copies,
+                    const std::function<std::string(unsigned, unsigned)>& registerOf) {
+  for (const auto& c : rows) {
+    SCOPED_TRACE(std::string(c.profile) + " row " + std::to_string(c.row));
+    const ChipPtr chip = makeChip(c.profile);
+    auto started = startTable(make(), chip, StartMode::cold);
+    auto& conv = *started.table->profileConvertor();
+    ASSERT_EQ(conv.copies().size(), copies(c.profile));
+    started.table->entryIs(c.key, c.result);
+    EXPECT_EQ(chip->writeCount() - started.writes, copies(c.profile));
+    for (const Copy& copy : conv.copies()) {
+      EXPECT_EQ(copy.table->name(),
+                started.table->hwTableName(Table::Layout::hwTableWord, int(copy.id)));
+      EXPECT_EQ(copy.lower, 0u);
+      EXPECT_EQ(copy.upper, last);
+      EXPECT_EQ(rowWords(*copy.table, c.row, Table::Layout::hwEntryWords), c.words);
+      for (unsigned w = 0; w < c.words.size(); ++w)
+        EXPECT_EQ(copy.table->registerName(c.row, w), registerOf(copy.id, w));
+    }
+    started.table->entryDel(c.key);
+    Words empty(c.words.size(), 0);
+    for (const auto& [word, mask] : conv.hwStaticWord()) empty[word] = c.words[word] & mask;
+    for (const Copy& copy : conv.copies())
+      EXPECT_EQ(rowWords(*copy.table, c.row, Table::Layout::hwEntryWords), empty);
+  }
+}
+
+std::string l3IngressRegister(unsigned copy, unsigned word) {
+  const char* names[] = {"hash_data0", "hash_data1", "hash_ctl"};
+  return "ingress/processor_l3[" + std::to_string(copy) + "]/" + names[word];
+}
+
+// One copy per ingress pipeline: 4 on "default", 2 on "legacy".
+unsigned pipelines(const std::string& profile) {
+  return profile == "default" ? 4 : 2;
+}
+
+// Mask bits 0..P (P the port count), cpuPriority at P+1, even parity of words 0 and 1 at P+2;
+// word 2 the index in bits 0..5 and 19 in bits 17..21.
+TEST(L3LagTable, HandWorkedRows) {
+  using Row = HandRow<L3LagKey, L3LagResult>;
+  const IngressPortMask all(~0ull);
+  const std::vector<Row> rows = {
+      {"default", L3LagKey(5), {IngressPortMask(0x3), true}, 5, {0x3, 0x60000, 0x260005}},
+      // cpuPriority alone: its bit and the parity bit it flips.
+      {"default", L3LagKey(1), {IngressPortMask(0), true}, 1, {0, 0x60000, 0x260001}},
+      // Ports 0..48 of a full mask: 49 ones, odd parity; bits above P are not written.
+      {"default", L3LagKey(55), {all, false}, 55, {0xFFFFFFFF, 0x5FFFF, 0x260037}},
+      {"legacy", L3LagKey(7), {IngressPortMask(0x1000001), true}, 7, {0x7000001, 0, 0x260007}},
+      {"legacy", L3LagKey(42), {all, false}, 42, {0x5FFFFFF, 0, 0x26002A}},
+  };
+  expectHandRows<L3LagTable>([] { return l3LagTableFactory("l3lag"); }, rows, 55, pipelines,
+                             l3IngressRegister);
+}
+
+// Mask bits 0..P-1 (port P never written), parity at P; word 2 the identifier in bits 0..6 and
+// 21 in bits 17..21.
+TEST(L3FloodBitmapTable, HandWorkedRows) {
+  using Row = HandRow<L3FloodKey, L3FloodBitmapResult>;
+  const std::vector<Row> rows = {
+      {"default",
+       L3FloodKey(127),
+       L3FloodBitmapResult(IngressPortMask(0x1000000000001)),
+       127,
+       {0x1, 0x10000, 0x2A007F}},
+      {"default",
+       L3FloodKey(9),
+       L3FloodBitmapResult(IngressPortMask(0x800000000003)),
+       9,
+       {0x3, 0x18000, 0x2A0009}},
+      {"legacy",
+       L3FloodKey(64),
+       L3FloodBitmapResult(IngressPortMask(0xFFFFFF)),
+       64,
+       {0xFFFFFF, 0, 0x2A0040}},
+      {"legacy",
+       L3FloodKey(3),
+       L3FloodBitmapResult(IngressPortMask(0x1000007)),
+       3,
+       {0x1000007, 0, 0x2A0003}},
+  };
+  expectHandRows<L3FloodBitmapTable>([] { return l3FloodBitmapTableFactory("l3floodbitmap"); },
+                                     rows, 127, pipelines, l3IngressRegister);
+}
+
+// Identifier k: memory addresses 2k + 128 (word 1), 2k + 640 (word 3), 2k + 129 (word 5) and
+// 2k + 641 (word 7) in bits 4..13 with bit 14 set, parity of the data word before in bit 3;
+// both banks hold the same data.
+TEST(L3FloodArpTable, HandWorkedRows) {
+  using Row = HandRow<L3FloodKey, L3FloodArpResult>;
+  const auto mac = [](U64 m, unsigned vlan) {
+    return L3FloodArpResult(Lanx::EthAddr::fromU64(m), vlan);
+  };
+  const std::vector<Row> rows = {
+      {"default",
+       L3FloodKey(0),
+       mac(0x001122334455, 7),
+       0,
+       {0x00112233, 0x4800, 0x00112233, 0x6800, 0x44550007, 0x4818, 0x44550007, 0x6818}},
+      {"default",
+       L3FloodKey(127),
+       mac(0x800000000000, 1),
+       127,
+       {0x80000000, 0x57E8, 0x80000000, 0x77E8, 0x00000001, 0x57F8, 0x00000001, 0x77F8}},
+      {"legacy",
+       L3FloodKey(5),
+       mac(0xFFFFFFFFFFFF, 4094),
+       5,
+       {0xFFFFFFFF, 0x48A0, 0xFFFFFFFF, 0x68A0, 0xFFFF0FFE, 0x48B8, 0xFFFF0FFE, 0x68B8}},
+  };
+  const auto processors = [](const std::string& p) { return p == "default" ? 24u : 12u; };
+  expectHandRows<L3FloodArpTable>([] { return l3FloodArpTableFactory("l3floodarp"); }, rows, 127,
+                                  processors,
+                                  [](unsigned copy, unsigned word) {
+                                    return "egress/processor[" + std::to_string(copy) + "]/" +
+                                           (word % 2 ? "lum_ctl_addr_data" : "lum_data");
+                                  });
+}
+
+const std::string lagMessage =
+    "TarnSwitch::L3LagIndex::value < TarnSwitch::L3LagIndex::min or > "
+    "TarnSwitch::L3LagIndex::null not allowed";
+const std::string floodMessage =
+    "TarnSwitch::L3FloodId::value < TarnSwitch::L3FloodId::min or > "
+    "TarnSwitch::L3FloodId::null not allowed";
+
+// Rows past the last key raise the key type's message wherever a key is made from a row; the
+// null keys are keys (without a row). A flood ARP VLAN read back above 4094 raises its message.
+TEST(L3DirectTables, RangeMessagesOfKeysAndValuesReadBack) {
+  const ChipPtr chip = makeChip();
+  auto lag = startTable(l3LagTableFactory("l3lag"), chip, StartMode::cold);
+  auto bitmap = startTable(l3FloodBitmapTableFactory("l3floodbitmap"), chip, StartMode::cold);
+  auto arp = startTable(l3FloodArpTableFactory("l3floodarp"), chip, StartMode::cold);
+  auto& lagConv = *lag.table->profileConvertor();
+  auto& bitmapConv = *bitmap.table->profileConvertor();
+  auto& arpConv = *arp.table->profileConvertor();
+  EXPECT_EQ(lagConv.keyFromHwIndex(57), L3LagKey(57));
+  EXPECT_EQ(arpConv.keyFromHwIndex(128), L3FloodKey(128));
+  const std::pair<std::function<void()>, std::string> cases[] = {
+      {[&] { lagConv.keyFromHwIndex(58); }, lagMessage},
+      {[&] { lagConv.nullDirectEntry(58); }, lagMessage},
+      {[] { l3LagEntryFactory(58); }, lagMessage},
+      {[&] { bitmapConv.nullDirectEntry(129); }, floodMessage},
+      {[&] { arpConv.nullDirectEntry(129); }, floodMessage},
+      {[] { L3FloodKey(129); }, floodMessage},
+  };
+  for (const auto& [f, message] : cases) EXPECT_EQ(thrownMessage<Fen::RangeException>(f), message);
+  for (U32 vlan : {0xFFEu, 0xFFFu, 0xFFFFu}) {
+    plantRow(*arpConv.copies().front().table, 2,
+             {0, 0x4840, 0, 0x6840, vlan, 0x4850, vlan, 0x6850});
+    EXPECT_EQ(thrownMessage<Fen::RangeException>([&] { arpConv.decodeHwEntry(2); }),
+              vlan == 0xFFE ? "<no exception raised>"
+                            : "Bridging::VlanIdOrNone::value > 4094 not allowed")
+        << vlan;
+  }
+}
+
+// A profile that gives a table no copy (a flood ARP table on one port: no egress processor; no
+// ingress pipeline; a source-group table on one pipeline: no layer-3 processor), or more ports
+// than a row's mask holds, is refused with the range exception when the table connects, before
+// any row is written; the widest profiles each row holds start (the flood bitmap counts its
+// ports modulo 256).
+TEST(L3Tables, ProfilesWithoutACopyOrWithTooManyPortsAreRefused) {
+  const auto lag = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(l3LagTableFactory("t")); };
+  const auto bitmap = [] {
+    return Fen::Ptr<TarnSwitchApi::SwTable>(l3FloodBitmapTableFactory("t"));
+  };
+  const auto arp = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(l3FloodArpTableFactory("t")); };
+  const auto sg = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(sGTableFactory("t")); };
+  const std::string none = "<no exception raised>", fits = "; a port mask of the row holds ";
+  const struct {
+    unsigned ports, pipelines;
+    std::function<Fen::Ptr<TarnSwitchApi::SwTable>()> make;
+    std::string message;
+  } cases[] = {
+      {1, 4, arp,
+       "TarnSwitchTable::L3FloodArpTable: the profile has no egress processor to hold "
+       "the table"},
+      {48, 0, lag,
+       "TarnSwitchTable::L3LagTable: the profile has no ingress pipeline to hold the "
+       "table"},
+      {48, 0, bitmap,
+       "TarnSwitchTable::L3FloodBitmapTable: the profile has no ingress pipeline "
+       "to hold the table"},
+      {48, 1, sg,
+       "TarnSwitchTable::SGTable: the profile has no layer-3 processor to hold the "
+       "table"},
+      {62, 4, lag,
+       "TarnSwitchTable::L3LagTable: profile 'wide' has 62 ports" + fits + "61 at most"},
+      {64, 4, bitmap,
+       "TarnSwitchTable::L3FloodBitmapTable: profile 'wide' has 64 ports" + fits + "63 at most"},
+      {63, 4, sg, "TarnSwitchTable::SGTable: profile 'wide' has 63 ports" + fits + "62 at most"},
+      {2, 1, arp, none},
+      {61, 1, lag, none},
+      {63, 1, bitmap, none},
+      {319, 1, bitmap, none},
+      {62, 2, sg, none},
+  };
+  for (const auto& c : cases) {
+    TarnSwitch::ChipProfile p = *TarnSwitch::builtinProfile("default");
+    p.name = "wide";
+    p.portCount = Fen::U16(c.ports);
+    p.pipelineCount = Fen::U8(c.pipelines);
+    const ChipPtr chip = Fen::makePtr<TarnSwitchApi::HwTableCollection>(p);
+    auto table = c.make();
+    EXPECT_EQ(thrownMessage<Fen::RangeException>(
+                  [&] { TarnSwitchApi::startSwTable(*table, chip, StartMode::cold); }),
+              c.message);
+    EXPECT_EQ(chip->writeCount() == 0, c.message != none) << c.message;
+  }
+}
+
+}  // namespace
+}  // namespace TarnTest
