@@ -104,6 +104,7 @@ void ToolTable::set(const std::vector<std::string_view>& fields) {
   given_.assign(paths_.size(), false);
   applyFields(fields, true, false);
   requireKeyFields();
+  checkKey();
   access_->scratchResultLoad();
   applyFields(fields, false, false);
   if (!access_->scratchInsertable()) {
@@ -118,6 +119,7 @@ void ToolTable::del(const std::vector<std::string_view>& fields) {
   given_.assign(paths_.size(), false);
   applyFields(fields, true, true);
   requireKeyFields();
+  checkKey();
   access_->scratchEntryDel();
 }
 
@@ -151,6 +153,15 @@ void ToolTable::applyField(std::size_t pathIndex, std::string_view field, std::s
     p.chain.back()->parse(object, value);
   } catch (const std::exception& e) {
     throw ToolError(name_ + ": " + std::string(field) + "=" + std::string(value) + ": " + e.what());
+  }
+}
+
+void ToolTable::checkKey() const {
+  try {
+    access_->scratchKeyCheck();
+  } catch (const std::exception& e) {
+    throw ToolError("table " + name_ + " refuses key " + access_->scratchKeyStrep() + ": " +
+                    e.what() + "; nothing changed");
   }
 }
 
