@@ -2,6 +2,7 @@
 
 #include "TarnSwitchTable/TarnTableArp.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
+#include "TarnSwitchTable/TarnTableLpm11.h"
 
 namespace TarnSwitchTable {
 namespace {
@@ -30,6 +31,7 @@ void registerModules() {
   registerEngineModule("TarnTableHashBase", "TarnSwitchTable::HashBaseCuckooEntry",
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
+  registerTableModule<Lpm11Table, Lpm11Layout>();
 }
 
 }  // namespace TarnSwitchTable
