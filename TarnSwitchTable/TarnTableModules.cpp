@@ -2,7 +2,7 @@
 
 #include "TarnSwitchTable/TarnTableArp.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
-#include "TarnSwitchTable/TarnTableLpm11.h"
+#include "TarnSwitchTable/TarnTableLpmTables.h"
 
 namespace TarnSwitchTable {
 namespace {
@@ -31,7 +31,7 @@ void registerModules() {
   registerEngineModule("TarnTableHashBase", "TarnSwitchTable::HashBaseCuckooEntry",
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
-  registerTableModule<Lpm11Table, Lpm11Layout>();
+  registerLpmModules();
 }
 
 }  // namespace TarnSwitchTable
