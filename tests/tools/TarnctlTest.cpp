@@ -281,6 +281,18 @@ TEST_F(TarnctlTest, LpmKeysTheTablesCannotTakeAreRefusedWithExitTwo) {
     EXPECT_EQ(r.err, script + ":3: " + message);
     EXPECT_EQ(readFile(path("d.json")), "") << text;
   }
+  // The two keys that fit, in the dump: way 0 and way 1 of bucket 0, words 0..5 (compare field
+  // 0, valid bit 13, four null cells, parity; word 4 the location and hash-block number 3).
+  ok("run -q --profile legacy --tables lpm23 --dump " + path("d.json") + " " +
+     file("fit.tarn",
+          "set lpm23 vrfId=0 prefix=0.0.0.0/21\nset lpm23 vrfId=0 "
+          "prefix=126.66.72.0/21\n"));
+  const auto rows =
+      nlohmann::json::parse(readFile(path("d.json")))["tables"][0]["hardware"][0]["rows"];
+  EXPECT_EQ(rows[0].dump(),
+            R"({"bucket":0,"index":0,"way":0,"words":[4027572224,1057029123,128,0,917504,0]})");
+  EXPECT_EQ(rows[1024]["way"], 1);
+  EXPECT_EQ(rows[1024]["words"][5], 0x7E424800u);
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {
