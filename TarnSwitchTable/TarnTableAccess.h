@@ -33,6 +33,9 @@ class EntryAccess {
   // Whether the table can hold the scratch key now (a hashed table may have no room for it):
   // ask before scratchEntryIs, which stops the process when the key cannot be placed.
   virtual bool scratchInsertable() const { return true; }
+  // Raises the range exception, with a message naming the key, when the table refuses the
+  // scratch key (before any change: setting such a key could stop the process).
+  virtual void scratchKeyCheck() const {}
   // Text form of the scratch key.
   virtual std::string scratchKeyStrep() const = 0;
   // Stores the scratch result under the scratch key (programming hardware as entryIs does).

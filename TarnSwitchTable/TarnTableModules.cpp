@@ -5,6 +5,7 @@
 #include "TarnSwitchTable/TarnTableL3FloodArp.h"
 #include "TarnSwitchTable/TarnTableL3FloodBitmap.h"
 #include "TarnSwitchTable/TarnTableL3Lag.h"
+#include "TarnSwitchTable/TarnTableLpmTables.h"
 #include "TarnSwitchTable/TarnTableSG.h"
 
 namespace TarnSwitchTable {
@@ -38,6 +39,7 @@ void registerModules() {
   registerTableModule<L3LagTable, L3LagLayout>();
   registerTableModule<L3FloodArpTable, L3FloodArpLayout>();
   registerTableModule<L3FloodBitmapTable, L3FloodBitmapLayout>();
+  registerLpmModules();
 }
 
 }  // namespace TarnSwitchTable

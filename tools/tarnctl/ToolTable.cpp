@@ -86,8 +86,21 @@ void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
   TarnSwitchApi::startSwTable(*table_, chip, mode);
 }
 
+namespace {
+
+// What a table without hardware (a front table that only holds software entries) shows: a
+// convertor with no hardware tables.
+class NoHardware : public TarnSwitchApi::SwTableProfileConvertor {
+ public:
+  void doCreateHwTables(TarnSwitchApi::TableState, bool) override {}
+};
+
+}  // namespace
+
 TarnSwitchApi::SwTableProfileConvertor& ToolTable::convertor() const {
-  return *table_->profileConvertorPtr();
+  static const Fen::Ptr<NoHardware> none = Fen::makePtr<NoHardware>();
+  TarnSwitchApi::SwTableProfileConvertor* c = table_->profileConvertorPtr();
+  return c ? *c : *none;
 }
 
 TarnSwitchApi::HwTableConfig& ToolTable::hwCopy(TarnSwitchApi::HwTableId id) const {
@@ -104,6 +117,7 @@ void ToolTable::set(const std::vector<std::string_view>& fields) {
   given_.assign(paths_.size(), false);
   applyFields(fields, true, false);
   requireKeyFields();
+  checkKey();
   access_->scratchResultLoad();
   applyFields(fields, false, false);
   if (!access_->scratchInsertable()) {
@@ -118,6 +132,7 @@ void ToolTable::del(const std::vector<std::string_view>& fields) {
   given_.assign(paths_.size(), false);
   applyFields(fields, true, true);
   requireKeyFields();
+  checkKey();
   access_->scratchEntryDel();
 }
 
@@ -151,6 +166,15 @@ void ToolTable::applyField(std::size_t pathIndex, std::string_view field, std::s
     p.chain.back()->parse(object, value);
   } catch (const std::exception& e) {
     throw ToolError(name_ + ": " + std::string(field) + "=" + std::string(value) + ": " + e.what());
+  }
+}
+
+void ToolTable::checkKey() const {
+  try {
+    access_->scratchKeyCheck();
+  } catch (const std::exception& e) {
+    throw ToolError("table " + name_ + " refuses key " + access_->scratchKeyStrep() + ": " +
+                    e.what() + "; nothing changed");
   }
 }
 

@@ -68,6 +68,8 @@ class ToolTable {
   void applyFields(const std::vector<std::string_view>& fields, bool key, bool keyOnly);
   void applyField(std::size_t pathIndex, std::string_view field, std::string_view value);
   void requireKeyFields() const;
+  // A key the table refuses is a ToolError naming the table and the key.
+  void checkKey() const;
   // The leaf fields, comma-separated (key fields only when `keyOnly`).
   std::string fieldList(bool keyOnly = false) const;
 

@@ -3,12 +3,14 @@
 #include "Bridging/VlanId.h"
 #include "Lanx/EthAddr.h"
 #include "Lanx/Ip4Addr.h"
+#include "Lanx/Prefix.h"
 #include "TarnSwitch/ChipPortId.h"
 #include "TarnSwitch/ChipProfile.h"
 #include "TarnSwitch/IngressPortMask.h"
 #include "TarnSwitch/L3FloodId.h"
 #include "TarnSwitch/L3LagIndex.h"
 #include "TarnSwitch/MrouteKey.h"
+#include "TarnSwitch/NexthopIndexes.h"
 #include "TarnSwitch/PipeId.h"
 #include "TarnSwitch/VlanGroupId.h"
 
@@ -41,6 +43,11 @@ const std::string& VlanGroupIdTag::message() {
 
 const std::string& MrouteQualifierTag::message() {
   static const std::string m = Fen::rangeMessageLiteralMax(name, 4095);
+  return m;
+}
+
+const std::string& RewriteTypeTag::message() {
+  static const std::string m = Fen::rangeMessageMinMax(name);
   return m;
 }
 
@@ -89,6 +96,16 @@ const std::string& VlanIdOrNoneTag::message() {
 }
 
 }  // namespace Bridging
+
+namespace Lanx {
+
+Prefix::Prefix(Ip4Addr address, Fen::U8 len) : address_(address), len_(len) {
+  if (len > 32) throw Fen::RangeException("Lanx::Prefix::len > 32 not allowed");
+  if (!validAsPrefix(address, len))
+    throw Fen::RangeException("Lanx::Prefix::validAsPrefix != true not allowed");
+}
+
+}  // namespace Lanx
 
 namespace Fen {
 
@@ -162,6 +179,22 @@ Lanx::Ip4Addr ValueTraits<Lanx::Ip4Addr>::parse(TextReader& in) {
     in.consume(r.substr(0, n));
   }
   return Lanx::Ip4Addr(a);
+}
+
+void ValueTraits<Lanx::Prefix>::print(std::string& out, Lanx::Prefix v) {
+  ValueTraits<Lanx::Ip4Addr>::print(out, v.address());
+  out += "/" + std::to_string(v.len());
+}
+
+Lanx::Prefix ValueTraits<Lanx::Prefix>::parse(TextReader& in) {
+  const std::string_view start = in.rest();
+  const Lanx::Ip4Addr address = ValueTraits<Lanx::Ip4Addr>::parse(in);
+  const std::string_view r = in.rest();
+  if (!in.consume("/") || r.size() < 2 || r[1] < '0' || r[1] > '9')
+    TextReader(start).fail("an IPv4 prefix a.b.c.d/len");
+  const U64 len = in.readUnsigned();
+  if (len > 32) throw RangeException("Lanx::Prefix::len > 32 not allowed");
+  return Lanx::Prefix(address, U8(len));
 }
 
 }  // namespace Fen
