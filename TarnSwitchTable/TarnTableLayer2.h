@@ -10,7 +10,11 @@
 // names the key and result pair in traces):
 //   using Table = XTable; using Convertor = XConvertorLayer2All;
 //   static constexpr U8 hwEntryWords = 4;
-//   static Result defaultResult();
+//   static Result defaultResult(const Key&);   // what an absent key holds
+//   static constexpr bool rewritesFlagged = false;  // optional: the read-back reads flagged keys
+//                                                   // too (default true: rewrites them)
+//   static constexpr const char* keyFieldName = "vlanId";  // a key that is not a Fen::Value:
+//                                                          // its field name for tools
 //   explicit XLayout(const TarnSwitch::ChipProfile&);
 //   void declare(const HwTables&) const;
 //   HwIndex hwIndexFromKey(const Key&) const;  Key keyFromHwIndex(HwIndex) const;
@@ -18,6 +22,7 @@
 //   Result decodeRow(HwIndex, const U32* words) const;
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "Fen/Ptr.h"
 #include "TarnSwitchApi/SwTable.h"
@@ -27,8 +32,13 @@
 
 namespace TarnSwitchTable {
 
-// The pattern's trace handle (module "TarnTableLayer2").
-const Fen::TraceHandle& layer2Trace();
+// Whether the read-back rewrites a flagged key from software instead of reading it (every member
+// but those that say otherwise).
+template <class Desc, class = void>
+struct RewritesFlagged : std::true_type {};
+template <class Desc>
+struct RewritesFlagged<Desc, std::void_t<decltype(Desc::rewritesFlagged)>>
+    : std::bool_constant<Desc::rewritesFlagged> {};
 
 template <class Desc>
 class Layer2Table
@@ -53,18 +63,21 @@ class Layer2Table
   // Software's result for the key, or the member's default.
   Result resultOf(const Key& k) const {
     const Result* r = this->entry(k);
-    return r ? *r : Desc::defaultResult();
+    return r ? *r : Desc::defaultResult(k);
   }
   std::string decodeRowText(HwTableId id, HwIndex index) override {
     if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
-    return profileConvertor()->decodeRowResult(id, index).toStrep();
+    return Fen::printText(profileConvertor()->decodeRowResult(id, index));
   }
 
  private:
   friend class TableEntries<Layer2Table, Key, Result>;
   void programEntry(const Key& k, const Result* r) {
     if (!profileConvertor()) return;
-    profileConvertor()->hwTableEntryIs(k, r ? *r : Desc::defaultResult());
+    const Result& result = r ? *r : Desc::defaultResult(k);
+    FEN_TRACE(moduleTrace(), 8,
+              Texts::programming << Fen::printText(k) << " " << Fen::printText(result));
+    profileConvertor()->hwTableEntryIs(k, result);
   }
 };
 
@@ -89,11 +102,16 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::trace;
 
   explicit Layer2Convertor(Layer2Table<Desc>* table)
-      : Described(table, Desc::hwEntryWords, layer2Trace()) {}
+      : Described(table, Desc::hwEntryWords, moduleTrace<Desc>()) {}
   Table& table() const { return static_cast<Table&>(*this->owner()); }
 
   // Writes the result at the key's row of every copy whose compared words differ.
   virtual void hwTableEntryIs(const Key& k, const Result& r) {
+    FEN_TRACE(trace(), 8,
+              "virtual void " << Desc::convertorName << "::hwTableEntryIs(const "
+                              << Fen::ValueTraits<Key>::typeName() << "&, const "
+                              << Fen::ValueTraits<Result>::typeName() << "&) " << Fen::printText(k)
+                              << " " << Fen::printText(r));
     if (!enabled()) return;
     writeCopies(*this, layout_->hwIndexFromKey(k),
                 [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
@@ -102,6 +120,9 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the
   // row (rows left by an earlier run are kept).
   void initHwEntries(bool resetHw) {
+    FEN_TRACE(
+        trace(), 8,
+        "void " << Desc::convertorName << "::initHwEntries(bool) " << (resetHw ? "true" : "false"));
     descriptor0();
     U32 buffer[hwEntryMaxWords];
     for (U64 i = rowLower(); i <= rowUpper(); ++i) {
@@ -113,7 +134,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       }
       for (const Copy& c : copies()) {
         if (!c.holds(row) || (!resetHw && c.table->hasEntry(row))) continue;
-        encode(k, Desc::defaultResult(), c, buffer);
+        encode(k, Desc::defaultResult(k), c, buffer);
         c.table->entryWordsIs(row, buffer, c.words);
       }
     }
@@ -122,6 +143,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   // result read from the first copy that has the row becomes a software entry, and copies that
   // disagree with it flag the key.
   void syncEntries() override {
+    FEN_TRACE(trace(), 8, "virtual void " << Desc::convertorName << "::syncEntries()");
     descriptor0();
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
@@ -134,9 +156,9 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     const Key k = layout_->keyFromHwIndex(index);
     const Result* r = table().entry(k);
     if (!r && readRow(*c, index, words) &&
-        layout_->decodeRow(index, words) == Desc::defaultResult())
+        layout_->decodeRow(index, words) == Desc::defaultResult(k))
       return c->words;
-    encode(k, r ? *r : Desc::defaultResult(), *c, words);
+    encode(k, r ? *r : Desc::defaultResult(k), *c, words);
     return c->words;
   }
   // The result row `index` of copy `id` reads back as.
@@ -154,7 +176,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   }
   void syncRow(HwIndex row) {
     const Key k = layout_->keyFromHwIndex(row);
-    if (table().hwInconsistentEntry(k)) {
+    if (RewritesFlagged<Desc>::value && table().hwInconsistentEntry(k)) {
       hwTableEntryIs(k, table().resultOf(k));
       return;
     }
@@ -177,7 +199,9 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       disagree = disagree || !heldEquals(c, words, want);
     }
     if (disagree || (missing && read)) table().hwInconsistentEntryIs(k, true);
-    if (read && !(*read == Desc::defaultResult())) table().entryIs(k, *read);
+    if (!read || *read == Desc::defaultResult(k)) return;
+    FEN_TRACE(trace(), 7, Texts::decoded << Fen::printText(*read));
+    table().entryIs(k, *read);
   }
 
   using Described::layout_;
