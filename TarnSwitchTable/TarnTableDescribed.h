@@ -170,8 +170,8 @@ void addScalarKeyClass(Fen::ModuleInfo& m, const char* field) {
   m.classes.push_back(Fen::ClassInfo{type, "value", {std::move(a)}, nullptr, "", ""});
 }
 
-// Registers a described table's module: its key and result classes, its entry, table (with its
-// factory) and convertor classes.
+// Registers a described table's module: its key and result classes, its entry (when it has one),
+// table (with its factory) and convertor classes.
 template <class Table, class Desc>
 void registerTableModule() {
   Fen::ModuleInfo m{Desc::moduleName, {}};
@@ -181,7 +181,10 @@ void registerTableModule() {
     addScalarKeyClass<typename Desc::Key>(m, Desc::keyFieldName);
   }
   addValueClass<typename Desc::Result>(m);
-  m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
+  // An entry class of its own, unless the table has none or its result is its entry.
+  if (Desc::entryName != nullptr &&
+      std::string(Desc::entryName) != Fen::ValueTraits<typename Desc::Result>::typeName())
+    m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
   m.classes.push_back(tableClassInfo<Table, Desc>());
   m.classes.push_back(Fen::ClassInfo{Desc::convertorName, "convertor", {}, nullptr, "", ""});
   Fen::Registry::instance().moduleIs(std::move(m));

@@ -6,8 +6,8 @@
 // the rows of absent keys as they stand; the read-back recreates every non-default entry, and
 // flags a key whose copies disagree, which the next read-back rewrites from software.
 //
-// A Layer-2 layout, besides the names of TarnTableDescribed.h (no entry class: `entryName`
-// names the key and result pair in traces):
+// A Layer-2 layout, besides the names of TarnTableDescribed.h (`entryName` is nullptr unless the
+// table's result is an entry record of its own):
 //   using Table = XTable; using Convertor = XConvertorLayer2All;
 //   static constexpr U8 hwEntryWords = 4;
 //   static Result defaultResult(const Key&);   // what an absent key holds
@@ -115,6 +115,16 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     if (!enabled()) return;
     writeCopies(*this, layout_->hwIndexFromKey(k),
                 [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
+  }
+  // Writes the result at the key's row of copy `id` alone, when the copy holds the row and its
+  // compared words differ (members whose copies are written one by one).
+  void copyEntryIs(HwTableId id, const Key& k, const Result& r) {
+    const Copy* c = copy(id);
+    const HwIndex row = layout_->hwIndexFromKey(k);
+    if (!enabled() || !c || !c->holds(row)) return;
+    U32 buffer[hwEntryMaxWords];
+    encode(k, r, *c, buffer);
+    this->writeRowIfChanged(*c, row, buffer);
   }
   // Brings every row into a defined state: software's result for a present key; for an absent
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the

@@ -1,7 +1,13 @@
 #include "TarnSwitchTable/TarnTableModules.h"
 
 #include "TarnSwitchTable/TarnTableArp.h"
+#include "TarnSwitchTable/TarnTableFloodSet.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
+#include "TarnSwitchTable/TarnTableL2Control.h"
+#include "TarnSwitchTable/TarnTableLagGroup.h"
+#include "TarnSwitchTable/TarnTableLagLookUp.h"
+#include "TarnSwitchTable/TarnTableNativeVlan.h"
+#include "TarnSwitchTable/TarnTablePortConfig.h"
 
 namespace TarnSwitchTable {
 namespace {
@@ -30,6 +36,12 @@ void registerModules() {
   registerEngineModule("TarnTableHashBase", "TarnSwitchTable::HashBaseCuckooEntry",
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
+  registerTableModule<PortConfigTable, PortConfigLayout>();
+  registerTableModule<L2ControlTable, L2ControlLayout>();
+  registerTableModule<FloodSetTable, FloodSetLayout>();
+  registerTableModule<NativeVlanTable, NativeVlanLayout>();
+  registerTableModule<LagGroupTable, LagGroupLayout>();
+  registerTableModule<LagLookUpTable, LagLookUpLayout>();
 }
 
 }  // namespace TarnSwitchTable
