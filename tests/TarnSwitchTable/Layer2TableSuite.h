@@ -7,7 +7,8 @@
 //     static Fen::Ptr<XTable> makeTable();
 //     static std::string profile();         // built-in chip profile to run on
 //     static XKey key(unsigned n);          // distinct keys with rows for n = 0..3
-//     static XResult result(unsigned n);    // distinct non-default results for distinct n
+//     static XResult result(const XKey&, unsigned n);  // distinct non-default results of a
+//                                                      // key for distinct n
 //   };
 //   INSTANTIATE_TYPED_TEST_SUITE_P(X, Layer2TableSuite, ::testing::Types<XTraits>);
 //
@@ -76,6 +77,7 @@ class Layer2TableSuite : public TableFixture<Traits> {
     return ::testing::AssertionSuccess();
   }
   static Result none(const Key& k) { return Layout::defaultResult(k); }
+  static Result value(const Key& k, unsigned n) { return Traits::result(k, n); }
 };
 
 TYPED_TEST_SUITE_P(Layer2TableSuite);
@@ -86,10 +88,10 @@ TYPED_TEST_P(Layer2TableSuite, WritesChangesOnceAndDeletesTheDefault) {
   const auto k = this->key(0);
   const Fen::U64 copies = this->holding(k).size();
   const auto start = this->writes();
-  this->table().entryIs(k, this->result(1));
-  this->table().entryIs(k, this->result(1));
+  this->table().entryIs(k, this->value(k, 1));
+  this->table().entryIs(k, this->value(k, 1));
   EXPECT_EQ(this->writes() - start, copies);
-  EXPECT_TRUE(this->holds(k, this->result(1)));
+  EXPECT_TRUE(this->holds(k, this->value(k, 1)));
   this->table().entryDel(k);
   this->table().entryDel(k);
   EXPECT_EQ(this->writes() - start, 2 * copies);
@@ -100,26 +102,26 @@ TYPED_TEST_P(Layer2TableSuite, WritesChangesOnceAndDeletesTheDefault) {
 // default where a copy lacks a row; a reset writes the default to every row of absent keys.
 TYPED_TEST_P(Layer2TableSuite, InitKeepsRowsOfAbsentKeysUnlessReset) {
   const auto k0 = this->key(0), k1 = this->key(1), k2 = this->key(2);
-  for (const auto* c : this->holding(k0)) this->plant(*c, k0, this->result(2));
-  this->table().entryIs(k1, this->result(3));
-  for (const auto* c : this->holding(k1)) this->plant(*c, k1, this->result(4));
+  for (const auto* c : this->holding(k0)) this->plant(*c, k0, this->value(k0, 2));
+  this->table().entryIs(k1, this->value(k1, 3));
+  for (const auto* c : this->holding(k1)) this->plant(*c, k1, this->value(k1, 4));
   for (const auto* c : this->holding(k2)) c->table->entryDel(this->row(k2));
   this->conv().initHwEntries(false);
-  EXPECT_TRUE(this->holds(k0, this->result(2), false));
-  EXPECT_TRUE(this->holds(k1, this->result(3)));
+  EXPECT_TRUE(this->holds(k0, this->value(k0, 2), false));
+  EXPECT_TRUE(this->holds(k1, this->value(k1, 3)));
   EXPECT_TRUE(this->holds(k2, this->none(k2)));
   this->conv().initHwEntries(true);
   EXPECT_TRUE(this->holds(k0, this->none(k0)));
-  EXPECT_TRUE(this->holds(k1, this->result(3)));
+  EXPECT_TRUE(this->holds(k1, this->value(k1, 3)));
 }
 
 // The read-back recreates non-default entries and none for rows holding the default; a restart
 // over matching hardware writes nothing.
 TYPED_TEST_P(Layer2TableSuite, ReadBackRecreatesNonDefaultEntries) {
-  const typename TestFixture::Model want{{this->key(0), this->result(1)},
-                                         {this->key(2), this->result(2)}};
+  const typename TestFixture::Model want{{this->key(0), this->value(this->key(0), 1)},
+                                         {this->key(2), this->value(this->key(2), 2)}};
   for (const auto& [k, r] : want) this->table().entryIs(k, r);
-  this->table().entryIs(this->key(1), this->result(3));
+  this->table().entryIs(this->key(1), this->value(this->key(1), 3));
   this->table().entryIs(this->key(1), this->none(this->key(1)));  // software holds a default
   this->table().entryDel(this->key(1));
   this->acrossWarmRestarts([&] {
@@ -134,16 +136,16 @@ TYPED_TEST_P(Layer2TableSuite, ReadBackRecreatesNonDefaultEntries) {
 TYPED_TEST_P(Layer2TableSuite, DisagreeingCopiesAreFlaggedThenRewritten) {
   const auto k = this->key(0);
   const auto copies = this->holding(k);
-  this->table().entryIs(k, this->result(1));
-  this->plant(*copies.back(), k, this->result(2));
+  this->table().entryIs(k, this->value(k, 1));
+  this->plant(*copies.back(), k, this->value(k, 2));
   this->conv().syncEntries();
   EXPECT_EQ(this->table().hwInconsistentEntry(k), copies.size() > 1);
-  EXPECT_EQ(*this->table().entry(k), this->result(copies.size() > 1 ? 1 : 2));
+  EXPECT_EQ(*this->table().entry(k), this->value(k, copies.size() > 1 ? 1 : 2));
   this->table().hwInconsistentEntryIs(k, true);
-  this->plant(*copies.back(), k, this->result(3));
+  this->plant(*copies.back(), k, this->value(k, 3));
   this->conv().syncEntries();
   const bool rewrites = TarnSwitchTable::RewritesFlagged<typename TestFixture::Layout>::value;
-  const auto want = this->result(rewrites ? (copies.size() > 1 ? 1 : 2) : 3);
+  const auto want = this->value(k, rewrites ? (copies.size() > 1 ? 1 : 2) : 3);
   EXPECT_EQ(*this->table().entry(k), want);
   EXPECT_TRUE(this->holds(k, want));
 }
@@ -152,11 +154,11 @@ TYPED_TEST_P(Layer2TableSuite, CorruptedReadIsReported) {
   const auto k = this->key(0);
   auto& last = *this->holding(k).back()->table;
   last.corruptionIs(this->row(k), true);
-  this->table().entryIs(k, this->result(1));
+  this->table().entryIs(k, this->value(k, 1));
   EXPECT_EQ(this->conv().corruptionReports(),
             std::vector<std::string>{"corrupted entry at HwIndex " + std::to_string(this->row(k)) +
                                      " of hardware table '" + last.name() + "'"});
-  EXPECT_TRUE(this->holds(k, this->result(1)));
+  EXPECT_TRUE(this->holds(k, this->value(k, 1)));
 }
 
 // Random sets, deletes, delete-alls, damage to one copy and restarts of every kind against a
@@ -173,7 +175,7 @@ TYPED_TEST_P(Layer2TableSuite, RandomOperationsMatchModel) {
       const unsigned op = rng() % 20;
       const auto k = this->key(rng() % this->keys);
       if (op < 9) {
-        this->table().entryIs(k, model[k] = this->result(rng() % 4));
+        this->table().entryIs(k, model[k] = this->value(k, rng() % 4));
       } else if (op < 14) {
         model.erase(k);
         this->table().entryDel(k);

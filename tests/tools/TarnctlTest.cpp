@@ -246,6 +246,8 @@ TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {
 
 TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/arp-demo.tarn");
+  for (const char* profile : {"default", "legacy"})
+    ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/layer2-demo.tarn");
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {
