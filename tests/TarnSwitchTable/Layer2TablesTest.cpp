@@ -144,167 +144,103 @@ void expectCases(const std::vector<Case<T>>& cases) {
   }
 }
 
+// The registers of a row: prefix + each name.
+std::vector<std::string> regs(const std::string& prefix, std::vector<std::string> names) {
+  for (auto& n : names) n = prefix + n;
+  return names;
+}
+
+// clang-format off
 TEST(PortConfigTable, WordsAndRegisterByRevision) {
   expectCases<PortConfigTable>({
-      {makeChip("default"),
-       PortConfigKey(7),
-       {Mode::trunk, true, false},
-       {{0, {0x4, 0, 0, 0}, {"egress/port[7]/vlan_cfg"}}},
-       {},
-       {{1, 0, 0, 0}}},
-      {makeChip("legacy"),
-       PortConfigKey(23),
-       {Mode::qinq, false, true},
-       {{0, {0xA, 0, 0, 0}, {"egress/port[23]/cfg"}}},
-       {},
-       {{1, 0, 0, 0}}},
+      {makeChip("default"), PortConfigKey(7), {Mode::trunk, true, false},
+       {{0, {0x4, 0, 0, 0}, {"egress/port[7]/vlan_cfg"}}}, {}, {{1, 0, 0, 0}}},
+      {makeChip("legacy"), PortConfigKey(23), {Mode::qinq, false, true},
+       {{0, {0xA, 0, 0, 0}, {"egress/port[23]/cfg"}}}, {}, {{1, 0, 0, 0}}},
       // A mode without a name keeps its low two bits.
-      {makeChip("default"),
-       PortConfigKey(0),
-       {Mode(7), true, true},
-       {{0, {0xF, 0, 0, 0}, {"egress/port[0]/vlan_cfg"}}},
-       {},
-       {{1, 0, 0, 0}}},
+      {makeChip("default"), PortConfigKey(0), {Mode(7), true, true},
+       {{0, {0xF, 0, 0, 0}, {"egress/port[0]/vlan_cfg"}}}, {}, {{1, 0, 0, 0}}},
   });
 }
 
 TEST(L2ControlTable, WordAndPipelinePortRegister) {
   expectCases<L2ControlTable>({
-      {makeChip("default"),
-       L2ControlKey(9),
-       {true, false, true},
-       {{0, {0x5}, {"pipeline[0]/port[9]/l2_control"}}},
-       {},
-       {{0}}},
-      {makeChip("legacy"),
-       L2ControlKey(23),
-       {false, true, false},
-       {{0, {0x2}, {"pipeline[1]/port[11]/l2_control"}}},
-       {},
-       {{0}}},
-      {chipOf(16, 4, 4),
-       L2ControlKey(9),
-       {true, true, true},
-       {{0, {0x7}, {"pipeline[2]/port[1]/l2_control"}}},
-       {},
-       {{0}}},
+      {makeChip("default"), L2ControlKey(9), {true, false, true},
+       {{0, {0x5}, {"pipeline[0]/port[9]/l2_control"}}}, {}, {{0}}},
+      {makeChip("legacy"), L2ControlKey(23), {false, true, false},
+       {{0, {0x2}, {"pipeline[1]/port[11]/l2_control"}}}, {}, {{0}}},
+      {chipOf(16, 4, 4), L2ControlKey(9), {true, true, true},
+       {{0, {0x7}, {"pipeline[2]/port[1]/l2_control"}}}, {}, {{0}}},
   });
 }
 
 TEST(NativeVlanTable, TagControlWordAndRegisterByRevision) {
   expectCases<NativeVlanTable>({
-      {makeChip("default"),
-       NativeVlanKey(5),
-       {100, 1, 5},
-       {{0, {0xB064, 0, 0, 0}, {"egress/port[5]/vlan_tci"}}},
-       {},
-       {{1, 0, 0, 0}}},
+      {makeChip("default"), NativeVlanKey(5), {100, 1, 5},
+       {{0, {0xB064, 0, 0, 0}, {"egress/port[5]/vlan_tci"}}}, {}, {{1, 0, 0, 0}}},
       // dei keeps bit 0, pcp its low three bits.
-      {makeChip("legacy"),
-       NativeVlanKey(14),
-       {4094, 3, 13},
-       {{0, {0xBFFE, 0, 0, 0}, {"pipeline[1]/port[2]/default_vlan"}}},
-       {},
-       {{1, 0, 0, 0}}},
-      {makeChip("default"),
-       NativeVlanKey(47),
-       {0, 0, 7},
-       {{0, {0xE000, 0, 0, 0}, {"egress/port[47]/vlan_tci"}}},
-       {},
-       {{1, 0, 0, 0}}},
+      {makeChip("legacy"), NativeVlanKey(14), {4094, 3, 13},
+       {{0, {0xBFFE, 0, 0, 0}, {"pipeline[1]/port[2]/default_vlan"}}}, {}, {{1, 0, 0, 0}}},
+      {makeChip("default"), NativeVlanKey(47), {0, 0, 7},
+       {{0, {0xE000, 0, 0, 0}, {"egress/port[47]/vlan_tci"}}}, {}, {{1, 0, 0, 0}}},
   });
-}
-
-std::vector<std::string> floodRegisters(const std::string& prefix) {
-  return {prefix + "floodset_data0", prefix + "floodset_data1", prefix + "floodset_data2",
-          prefix + "floodset_data3", prefix + "floodset_ctl"};
 }
 
 // Masks cut to the port count and packed one after the other, the VLAN field with bit 15 set in
 // word 4; a CPU copy only where the chip has a CPU pipeline.
 TEST(FloodSetTable, PackedMasksInEveryCopy) {
+  const std::vector<std::string> names{"floodset_data0", "floodset_data1", "floodset_data2",
+                                       "floodset_data3", "floodset_ctl"};
   const Words vlan100{0x00000001, 0x0001FFFF, 0x80000000, 0, 0x8064};
   const Words vlan4094{0x01FFFFFF, 0x00008000, 0, 0, 0x8FFE};
-  const Words none100{0, 0, 0, 0, 0x8064}, none4094{0, 0, 0, 0, 0x8FFE};
   std::vector<RowWant> rows;
   for (unsigned p = 0; p < 4; ++p)
-    rows.push_back({p, vlan100, floodRegisters("pipeline[" + std::to_string(p) + "]/processor/")});
-  rows.push_back({4, vlan100, floodRegisters("cpu_pipeline[0]/processor/")});
+    rows.push_back({p, vlan100, regs("pipeline[" + std::to_string(p) + "]/processor/", names)});
+  rows.push_back({4, vlan100, regs("cpu_pipeline[0]/processor/", names)});
   expectCases<FloodSetTable>({
-      {makeChip("default"),
-       Bridging::VlanId(100),
-       FloodSetEntry(100, {0x0004FFFF00000001ull, 0x0000800000000001ull}),
-       rows,
-       {},
-       std::vector<Words>(5, none100)},
-      {makeChip("legacy"),
-       Bridging::VlanId(4094),
-       FloodSetEntry(4094, {0x1FFFFFF, 0x800001}),
-       {{0, vlan4094, floodRegisters("pipeline[0]/processor/")},
-        {1, vlan4094, floodRegisters("pipeline[1]/processor/")}},
-       {2},
-       {none4094, none4094}},
+      {makeChip("default"), Bridging::VlanId(100),
+       FloodSetEntry(100, {0x0004FFFF00000001ull, 0x0000800000000001ull}), rows, {},
+       std::vector<Words>(5, {0, 0, 0, 0, 0x8064})},
+      {makeChip("legacy"), Bridging::VlanId(4094), FloodSetEntry(4094, {0x1FFFFFF, 0x800001}),
+       {{0, vlan4094, regs("pipeline[0]/processor/", names)},
+        {1, vlan4094, regs("pipeline[1]/processor/", names)}},
+       {2}, std::vector<Words>(2, {0, 0, 0, 0, 0x8FFE})},
   });
 }
 
 // Ingress copies hold their own ports (group, then the port's selector with bit 31 set); the
 // CPU copy holds every port as the group alone.
 TEST(LagGroupTable, OwnPipelineAndCpuCopies) {
-  const std::string cpu = "cpu_pipeline[0]/lag_cpu[0]/lag_group_data0";
+  const auto ingress = regs("pipeline[1]/processor/", {"lag_group_data0", "lag_ctl"});
+  const std::vector<std::string> cpu{"cpu_pipeline[0]/lag_cpu[0]/lag_group_data0"};
   expectCases<LagGroupTable>({
-      {makeChip("default"),
-       LagGroupKey(13),
-       LagGroupResult(7),
-       {{1,
-         {7, 0x80000002},
-         {"pipeline[1]/processor/lag_group_data0", "pipeline[1]/processor/lag_ctl"}},
-        {4, {7}, {cpu}}},
-       {0, 2, 3},
-       {{0, 0x80000002}, {0}}},
-      {chipOf(12, 2, 4),
-       LagGroupKey(6),
-       LagGroupResult(0xABCD),
-       {{1,
-         {0xABCD, 0x80000004},
-         {"pipeline[1]/processor/lag_group_data0", "pipeline[1]/processor/lag_ctl"}},
-        {2, {0xABCD}, {cpu}}},
-       {0},
-       {{0, 0x80000004}, {0}}},
+      {makeChip("default"), LagGroupKey(13), LagGroupResult(7),
+       {{1, {7, 0x80000002}, ingress}, {4, {7}, cpu}}, {0, 2, 3}, {{0, 0x80000002}, {0}}},
+      {chipOf(12, 2, 4), LagGroupKey(6), LagGroupResult(0xABCD),
+       {{1, {0xABCD, 0x80000004}, ingress}, {2, {0xABCD}, cpu}}, {0}, {{0, 0x80000004}, {0}}},
       // Port 9 lies past the last pipeline: the CPU copy alone.
-      {chipOf(12, 2, 4), LagGroupKey(9), LagGroupResult(3), {{2, {3}, {cpu}}}, {0, 1}, {{0}}},
+      {chipOf(12, 2, 4), LagGroupKey(9), LagGroupResult(3), {{2, {3}, cpu}}, {0, 1}, {{0}}},
   });
 }
 
 // Every copy holds every port, in the look-up table of its pipeline, capped at the last.
 TEST(LagLookUpTable, EveryCopyWithTheCappedLookUpTable) {
+  const std::vector<std::string> names{"lag_lut_data0", "lag_lut_ctl"};
   std::vector<RowWant> rows;
-  for (unsigned c = 0; c < 4; ++c) {
-    const std::string prefix = "pipeline[" + std::to_string(c) + "]/lag_lut[3]/";
-    rows.push_back({c, {0x1234, 0x800}, {prefix + "lag_lut_data0", prefix + "lag_lut_ctl"}});
-  }
-  rows.push_back(
-      {4,
-       {0x1234, 0x800},
-       {"cpu_pipeline[0]/lag_lut[3]/lag_lut_data0", "cpu_pipeline[0]/lag_lut[3]/lag_lut_ctl"}});
+  for (unsigned c = 0; c < 4; ++c)
+    rows.push_back({c, {0x1234, 0x800}, regs("pipeline[" + std::to_string(c) + "]/lag_lut[3]/", names)});
+  rows.push_back({4, {0x1234, 0x800}, regs("cpu_pipeline[0]/lag_lut[3]/", names)});
   expectCases<LagLookUpTable>({
-      {makeChip("default"),
-       LagLookUpKey(47),
-       LagLookUpResult(0x1234),
-       rows,
-       {},
+      {makeChip("default"), LagLookUpKey(47), LagLookUpResult(0x1234), rows, {},
        std::vector<Words>(5, {0xFF, 0x800})},
-      {chipOf(12, 2, 4),
-       LagLookUpKey(9),
-       LagLookUpResult(0),
-       {{0, {0, 2}, {"pipeline[0]/lag_lut[1]/lag_lut_data0", "pipeline[0]/lag_lut[1]/lag_lut_ctl"}},
-        {1, {0, 2}, {"pipeline[1]/lag_lut[1]/lag_lut_data0", "pipeline[1]/lag_lut[1]/lag_lut_ctl"}},
-        {2,
-         {0, 2},
-         {"cpu_pipeline[0]/lag_lut[1]/lag_lut_data0", "cpu_pipeline[0]/lag_lut[1]/lag_lut_ctl"}}},
-       {},
-       std::vector<Words>(3, {0xFF, 2})},
+      {chipOf(12, 2, 4), LagLookUpKey(9), LagLookUpResult(0),
+       {{0, {0, 2}, regs("pipeline[0]/lag_lut[1]/", names)},
+        {1, {0, 2}, regs("pipeline[1]/lag_lut[1]/", names)},
+        {2, {0, 2}, regs("cpu_pipeline[0]/lag_lut[1]/", names)}},
+       {}, std::vector<Words>(3, {0xFF, 2})},
   });
 }
+// clang-format on
 
 TEST(LagGroupTable, PipelineAndCpuWritesReachOneCopyEach) {
   auto s = startTable(lagGroupTableFactory("l2"), chipOf(12, 2, 4), StartMode::cold);
