@@ -1,5 +1,6 @@
 #include "TarnSwitchTable/TarnTableLagLookUp.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace TarnSwitchTable {

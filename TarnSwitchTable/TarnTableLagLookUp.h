@@ -1,7 +1,6 @@
 #pragma once
 // LAG look-up table: per chip port, its link-aggregation look-up value, kept by every ingress
 // pipeline and the CPU pipeline, each port in the look-up table of the pipeline that owns it.
-#include <algorithm>
 #include <string>
 #include <tuple>
 
@@ -57,8 +56,6 @@ struct LagLookUpLayout : PortRows<LagLookUpKey> {
     b[1] = selector(k.portId.value());
   }
   Result decodeRow(HwIndex, const U32* w) const { return Result(w[0]); }
-  // The look-up table of port `port`: its pipeline's, ports past the last folded into the last.
-  U32 lookUpTableOf(U32 port) const { return std::min(port / perPipeline, pipelines - 1); }
 };
 
 class LagLookUpConvertor : public Layer2Convertor<LagLookUpLayout> {
