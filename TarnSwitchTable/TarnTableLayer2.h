@@ -151,7 +151,8 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   }
   // Reads every row back: a flagged key is rewritten from software; otherwise a non-default
   // result read from the first copy that has the row becomes a software entry, and copies that
-  // disagree with it flag the key.
+  // disagree with it flag the key (and are rewritten from software at once when what was read
+  // is the default).
   void syncEntries() override {
     FEN_TRACE(trace(), 8, "virtual void " << Desc::convertorName << "::syncEntries()");
     descriptor0();
@@ -208,8 +209,14 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       encode(k, *read, c, want);
       disagree = disagree || !heldEquals(c, words, want);
     }
-    if (disagree || (missing && read)) table().hwInconsistentEntryIs(k, true);
-    if (!read || *read == Desc::defaultResult(k)) return;
+    if (!read) return;
+    if (disagree || missing) table().hwInconsistentEntryIs(k, true);
+    if (*read == Desc::defaultResult(k)) {
+      // No entry is created whose programming would bring the other copies in line: they are
+      // written now, from software.
+      if (disagree || missing) hwTableEntryIs(k, table().resultOf(k));
+      return;
+    }
     FEN_TRACE(trace(), 7, Texts::decoded << Fen::printText(*read));
     table().entryIs(k, *read);
   }
