@@ -4,7 +4,8 @@
 // copy that holds the key's row and whose compared words differ; an absent key holds the
 // member's default result. At start a reset writes every row's default, a warm start keeps
 // the rows of absent keys as they stand; the read-back recreates every non-default entry, and
-// flags a key whose copies disagree, which the next read-back rewrites from software.
+// flags a key whose copies disagree, which the next read-back rewrites from software. Entries
+// adopted from hardware and rows rewritten by the read-back are recorded in the ring trace.
 //
 // A Layer-2 layout, besides the names of TarnTableDescribed.h (`entryName` is nullptr unless the
 // table's result is an entry record of its own):
@@ -39,6 +40,18 @@ struct RewritesFlagged : std::true_type {};
 template <class Desc>
 struct RewritesFlagged<Desc, std::void_t<decltype(Desc::rewritesFlagged)>>
     : std::bool_constant<Desc::rewritesFlagged> {};
+
+// A key and its result as the ring trace records them: "<key> <result>" in their text forms.
+template <class Desc>
+struct Layer2RingItem {
+  typename Desc::Key key;
+  typename Desc::Result result;
+  friend void ringPrint(std::string& out, const Layer2RingItem& item) {
+    Fen::ValueTraits<typename Desc::Key>::print(out, item.key);
+    out += ' ';
+    Fen::ValueTraits<typename Desc::Result>::print(out, item.result);
+  }
+};
 
 template <class Desc>
 class Layer2Table
@@ -112,9 +125,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
                               << Fen::ValueTraits<Key>::typeName() << "&, const "
                               << Fen::ValueTraits<Result>::typeName() << "&) " << Fen::printText(k)
                               << " " << Fen::printText(r));
-    if (!enabled()) return;
-    writeCopies(*this, layout_->hwIndexFromKey(k),
-                [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
+    writeAll(k, r);
   }
   // Writes the result at the key's row of copy `id` alone, when the copy holds the row and its
   // compared words differ (members whose copies are written one by one).
@@ -185,10 +196,22 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     std::fill(buffer, buffer + hwEntryMaxWords, 0u);
     layout_->encodeRow(k, r, c.encoding, buffer);
   }
+  // Writes every copy whose compared words differ; the rows written.
+  unsigned writeAll(const Key& k, const Result& r) {
+    if (!enabled()) return 0;
+    return writeCopies(*this, layout_->hwIndexFromKey(k), [&](U8 encoding, U32* buffer) {
+      layout_->encodeRow(k, r, encoding, buffer);
+    });
+  }
+  // Rewrites the key's copies from software, recording it in the ring trace when rows change.
+  void rewriteFromSoftware(const Key& k) {
+    const Layer2RingItem<Desc> item{k, table().resultOf(k)};
+    if (writeAll(k, item.result) > 0) this->ring().write(8, Texts::updateEntry, item);
+  }
   void syncRow(HwIndex row) {
     const Key k = layout_->keyFromHwIndex(row);
     if (RewritesFlagged<Desc>::value && table().hwInconsistentEntry(k)) {
-      hwTableEntryIs(k, table().resultOf(k));
+      rewriteFromSoftware(k);
       return;
     }
     U32 words[hwEntryMaxWords];
@@ -214,10 +237,13 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     if (*read == Desc::defaultResult(k)) {
       // No entry is created whose programming would bring the other copies in line: they are
       // written now, from software.
-      if (disagree || missing) hwTableEntryIs(k, table().resultOf(k));
+      if (disagree || missing) rewriteFromSoftware(k);
       return;
     }
     FEN_TRACE(trace(), 7, Texts::decoded << Fen::printText(*read));
+    const Result* held = table().entry(k);
+    if (!held || !(*held == *read))
+      this->ring().write(8, Texts::recovered, Layer2RingItem<Desc>{k, *read});
     table().entryIs(k, *read);
   }
 

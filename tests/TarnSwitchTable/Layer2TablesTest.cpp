@@ -344,8 +344,13 @@ TEST(FloodSetDeathTest, SixtyFourPortsStopThePacker) {
                "len < 64");
 }
 
-// The read-back traces its signature and each copy that lacks a row, under the table's module.
+// The read-back traces its signature and each copy that lacks a row, under the table's module;
+// rewrites and adoptions also reach the ring trace.
 TEST(Layer2Tables, ReadBackTracesMissingRowsPerCopy) {
+  const std::string none =
+      "100 Value('TarnSwitchTable::FloodSetEntry', ** {'key': 100, 'result': "
+      "Value('TarnSwitchTable::FloodSetResult', ** {'uucPortMask': 0, 'umcPortMask': 0}), "
+      "'lastUpdate': 0})";
   ChipPtr chip = makeChip("legacy");
   auto s = startTable(floodSetTableFactory("l2"), chip, StartMode::cold);
   s.table->profileConvertor()->hwTable(1)->entryDel(100);
@@ -360,15 +365,18 @@ TEST(Layer2Tables, ReadBackTracesMissingRowsPerCopy) {
   // The copy that lacks the row disagrees over a default: it is written at once, from software.
   EXPECT_EQ(lines, (std::vector<std::string>{
                        "virtual void TarnSwitchTable::FloodSetConvertorLayer2All::syncEntries()",
-                       "pipe 1 index 100 does not exist.",
-                       "virtual void TarnSwitchTable::FloodSetConvertorLayer2All::hwTableEntryIs("
-                       "const Bridging::VlanId&, const TarnSwitchTable::FloodSetEntry&) 100 "
-                       "Value('TarnSwitchTable::FloodSetEntry', ** {'key': 100, 'result': "
-                       "Value('TarnSwitchTable::FloodSetResult', ** {'uucPortMask': 0, "
-                       "'umcPortMask': 0}), 'lastUpdate': 0})"}));
+                       "pipe 1 index 100 does not exist.", "Update entry in hardware " + none}));
+  EXPECT_EQ(s.ring->lines(), std::vector<std::string>{"Update entry in hardware " + none});
   EXPECT_TRUE(s.table->hwInconsistentEntry(Bridging::VlanId(100)));
   EXPECT_EQ(rowWords(*s.table->profileConvertor()->hwTable(1), 100, 5),
             (Words{0, 0, 0, 0, 0x8064}));
+  s.table->entryIs(FloodSetEntry(7, {0x3, 0}, 2.5));
+  EXPECT_EQ(startTable(floodSetTableFactory("l2"), chip, StartMode::warm).ring->lines(),
+            std::vector<std::string>{
+                "Recovered sw table entry from HW 7 Value('TarnSwitchTable::FloodSetEntry', ** "
+                "{'key': 7, 'result': Value('TarnSwitchTable::FloodSetResult', ** {'uucPortMask': "
+                "3, 'umcPortMask': 0}), 'lastUpdate': 0})"})
+      << "adopted with time 0";
 }
 
 }  // namespace
