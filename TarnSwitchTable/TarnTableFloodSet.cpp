@@ -24,6 +24,12 @@ Fen::Ptr<FloodSetTable> floodSetTableFactory(const std::string& name) {
   return Fen::makePtr<FloodSetTable>(name);
 }
 
+FloodSetLayout::FloodSetLayout(const TarnSwitch::ChipProfile& p)
+    : len(U8(p.portCount)), pipelines(p.pipelineCount), cpu(p.hasCpuPipeline) {
+  if (pipelines == 0 && !cpu)
+    throw Fen::RangeException("profile '" + p.name + "' has no pipeline: no flood set copy");
+}
+
 void FloodSetLayout::declare(const HwTables& hw) const {
   const auto copy = [&](U32 id, const std::string& prefix) {
     hw.copyIs(id, hw.name(int(id)), 1, 4094,

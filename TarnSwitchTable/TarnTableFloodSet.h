@@ -68,8 +68,8 @@ struct FloodSetLayout {
   static constexpr U32 vlanFlag = 0x8000;
 
   static FloodSetEntry defaultResult(const Key& vlan) { return FloodSetEntry(vlan, {}); }
-  explicit FloodSetLayout(const TarnSwitch::ChipProfile& p)
-      : len(U8(p.portCount)), pipelines(p.pipelineCount), cpu(p.hasCpuPipeline) {}
+  // A profile without any pipeline has no copy to keep (range exception).
+  explicit FloodSetLayout(const TarnSwitch::ChipProfile& p);
   void declare(const HwTables& hw) const;
   HwIndex hwIndexFromKey(const Key& vlan) const { return vlan.value(); }
   // Row 0 and rows past 4094 raise the VlanId range exception.

@@ -329,6 +329,8 @@ TEST(Layer2Tables, RangeRefusals) {
        "profile 'small' has no ports per pipeline: ports cannot be placed in pipelines"},
       {[] { startTable(lagLookUpTableFactory("l2"), chipOf(8, 0, 4), StartMode::cold); },
        "profile 'small' has no ingress pipeline: no LAG look-up"},
+      {[] { startTable(floodSetTableFactory("l2"), chipOf(8, 0, 4), StartMode::cold); },
+       "profile 'small' has no pipeline: no flood set copy"},
   };
   for (const auto& [f, message] : cases) EXPECT_EQ(thrownMessage<Fen::RangeException>(f), message);
   // A stored VLAN field of 4095 stops the read-back.
