@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+#include "Fen/Text.h"
 #include "TarnSwitchApi/Types.h"
 
 namespace TarnSwitchTable {
@@ -61,11 +62,12 @@ class EntryAccess {
 
 // EntryAccess for a typed table D (deriving from this) with `entry()` (a Fen::KeyedCollection of
 // K to R), `entryIs(k, r)`, `entryDel(k)` and `entryDelAll()`. The engine supplies decodeRowText.
+// K and R are values with a text form (Fen::Value types, or a ranged type as key).
 template <class D, class K, class R>
 class EntryAccessImpl : public EntryAccess {
  public:
-  const char* keyTypeName() const override { return K::fenTypeName; }
-  const char* resultTypeName() const override { return R::fenTypeName; }
+  const char* keyTypeName() const override { return Fen::ValueTraits<K>::typeName(); }
+  const char* resultTypeName() const override { return Fen::ValueTraits<R>::typeName(); }
 
   void* scratchKey() override { return &scratchKey_; }
   void* scratchResult() override { return &scratchResult_; }
@@ -78,7 +80,7 @@ class EntryAccessImpl : public EntryAccess {
     if (r) scratchResult_ = *r;
     return r != nullptr;
   }
-  std::string scratchKeyStrep() const override { return scratchKey_.toStrep(); }
+  std::string scratchKeyStrep() const override { return Fen::printText(scratchKey_); }
   void scratchEntryIs() override { self().entryIs(scratchKey_, scratchResult_); }
   void scratchEntryDel() override { self().entryDel(scratchKey_); }
   void accessEntryDelAll() override { self().entryDelAll(); }
@@ -91,7 +93,8 @@ class EntryAccessImpl : public EntryAccess {
     self().entry().forEachOrdered([&](const K& k, const R& r) { visit(&k, &r); });
   }
   std::string entryStrep(const void* key, const void* result) const override {
-    return static_cast<const K*>(key)->toStrep() + " " + static_cast<const R*>(result)->toStrep();
+    return Fen::printText(*static_cast<const K*>(key)) + " " +
+           Fen::printText(*static_cast<const R*>(result));
   }
 
  protected:

@@ -153,8 +153,8 @@ Fen::ClassInfo tableClassInfo() {
   c.factory = [](const std::string& name) -> Fen::Ptr<Fen::PtrInterface> {
     return Fen::makePtr<Table>(name);
   };
-  c.keyClass = Desc::Key::fenTypeName;
-  c.resultClass = Desc::Result::fenTypeName;
+  c.keyClass = Fen::ValueTraits<typename Desc::Key>::typeName();
+  c.resultClass = Fen::ValueTraits<typename Desc::Result>::typeName();
   return c;
 }
 
@@ -165,14 +165,37 @@ void addValueClass(Fen::ModuleInfo& m) {
     m.classes.push_back(Fen::valueClassInfo<V>());
 }
 
-// Registers a described table's module: its key and result classes, its entry, table (with its
-// factory) and convertor classes.
+// Adds the class of a key that is a single ranged value (a VLAN id, say) unless registered
+// already: one attribute, `field`, that is the key itself, so tools set it as "field=value".
+template <class K>
+void addScalarKeyClass(Fen::ModuleInfo& m, const char* field) {
+  const char* type = Fen::ValueTraits<K>::typeName();
+  if (Fen::Registry::instance().classInfo(type)) return;
+  Fen::AttributeInfo a{
+      field,
+      type,
+      [](const void* o) { return Fen::printText(*static_cast<const K*>(o)); },
+      [](void* o, std::string_view text) { *static_cast<K*>(o) = Fen::parseText<K>(text); },
+      {},
+      nullptr};
+  m.classes.push_back(Fen::ClassInfo{type, "value", {std::move(a)}, nullptr, "", ""});
+}
+
+// Registers a described table's module: its key and result classes, its entry (when it has one),
+// table (with its factory) and convertor classes.
 template <class Table, class Desc>
 void registerTableModule() {
   Fen::ModuleInfo m{Desc::moduleName, {}};
-  addValueClass<typename Desc::Key>(m);
+  if constexpr (Fen::IsValue<typename Desc::Key>::value) {
+    addValueClass<typename Desc::Key>(m);
+  } else {
+    addScalarKeyClass<typename Desc::Key>(m, Desc::keyFieldName);
+  }
   addValueClass<typename Desc::Result>(m);
-  m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
+  // An entry class of its own, unless the table has none or its result is its entry.
+  if (Desc::entryName != nullptr &&
+      std::string(Desc::entryName) != Fen::ValueTraits<typename Desc::Result>::typeName())
+    m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
   m.classes.push_back(tableClassInfo<Table, Desc>());
   m.classes.push_back(Fen::ClassInfo{Desc::convertorName, "convertor", {}, nullptr, "", ""});
   Fen::Registry::instance().moduleIs(std::move(m));

@@ -4,13 +4,18 @@
 // copy that holds the key's row and whose compared words differ; an absent key holds the
 // member's default result. At start a reset writes every row's default, a warm start keeps
 // the rows of absent keys as they stand; the read-back recreates every non-default entry, and
-// flags a key whose copies disagree, which the next read-back rewrites from software.
+// flags a key whose copies disagree, which the next read-back rewrites from software. Entries
+// adopted from hardware and rows rewritten by the read-back are recorded in the ring trace.
 //
-// A Layer-2 layout, besides the names of TarnTableDescribed.h (no entry class: `entryName`
-// names the key and result pair in traces):
+// A Layer-2 layout, besides the names of TarnTableDescribed.h (`entryName` is nullptr unless the
+// table's result is an entry record of its own):
 //   using Table = XTable; using Convertor = XConvertorLayer2All;
 //   static constexpr U8 hwEntryWords = 4;
-//   static Result defaultResult();
+//   static Result defaultResult(const Key&);   // what an absent key holds
+//   static constexpr bool rewritesFlagged = false;  // optional: the read-back reads flagged keys
+//                                                   // too (default true: rewrites them)
+//   static constexpr const char* keyFieldName = "vlanId";  // a key that is not a Fen::Value:
+//                                                          // its field name for tools
 //   explicit XLayout(const TarnSwitch::ChipProfile&);
 //   void declare(const HwTables&) const;
 //   HwIndex hwIndexFromKey(const Key&) const;  Key keyFromHwIndex(HwIndex) const;
@@ -18,6 +23,7 @@
 //   Result decodeRow(HwIndex, const U32* words) const;
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "Fen/Ptr.h"
 #include "TarnSwitchApi/SwTable.h"
@@ -27,8 +33,25 @@
 
 namespace TarnSwitchTable {
 
-// The pattern's trace handle (module "TarnTableLayer2").
-const Fen::TraceHandle& layer2Trace();
+// Whether the read-back rewrites a flagged key from software instead of reading it (every member
+// but those that say otherwise).
+template <class Desc, class = void>
+struct RewritesFlagged : std::true_type {};
+template <class Desc>
+struct RewritesFlagged<Desc, std::void_t<decltype(Desc::rewritesFlagged)>>
+    : std::bool_constant<Desc::rewritesFlagged> {};
+
+// A key and its result as the ring trace records them: "<key> <result>" in their text forms.
+template <class Desc>
+struct Layer2RingItem {
+  typename Desc::Key key;
+  typename Desc::Result result;
+  friend void ringPrint(std::string& out, const Layer2RingItem& item) {
+    Fen::ValueTraits<typename Desc::Key>::print(out, item.key);
+    out += ' ';
+    Fen::ValueTraits<typename Desc::Result>::print(out, item.result);
+  }
+};
 
 template <class Desc>
 class Layer2Table
@@ -53,18 +76,21 @@ class Layer2Table
   // Software's result for the key, or the member's default.
   Result resultOf(const Key& k) const {
     const Result* r = this->entry(k);
-    return r ? *r : Desc::defaultResult();
+    return r ? *r : Desc::defaultResult(k);
   }
   std::string decodeRowText(HwTableId id, HwIndex index) override {
     if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
-    return profileConvertor()->decodeRowResult(id, index).toStrep();
+    return Fen::printText(profileConvertor()->decodeRowResult(id, index));
   }
 
  private:
   friend class TableEntries<Layer2Table, Key, Result>;
   void programEntry(const Key& k, const Result* r) {
     if (!profileConvertor()) return;
-    profileConvertor()->hwTableEntryIs(k, r ? *r : Desc::defaultResult());
+    const Result& result = r ? *r : Desc::defaultResult(k);
+    FEN_TRACE(moduleTrace(), 8,
+              Texts::programming << Fen::printText(k) << " " << Fen::printText(result));
+    profileConvertor()->hwTableEntryIs(k, result);
   }
 };
 
@@ -89,19 +115,35 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::trace;
 
   explicit Layer2Convertor(Layer2Table<Desc>* table)
-      : Described(table, Desc::hwEntryWords, layer2Trace()) {}
+      : Described(table, Desc::hwEntryWords, moduleTrace<Desc>()) {}
   Table& table() const { return static_cast<Table&>(*this->owner()); }
 
   // Writes the result at the key's row of every copy whose compared words differ.
   virtual void hwTableEntryIs(const Key& k, const Result& r) {
-    if (!enabled()) return;
-    writeCopies(*this, layout_->hwIndexFromKey(k),
-                [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
+    FEN_TRACE(trace(), 8,
+              "virtual void " << Desc::convertorName << "::hwTableEntryIs(const "
+                              << Fen::ValueTraits<Key>::typeName() << "&, const "
+                              << Fen::ValueTraits<Result>::typeName() << "&) " << Fen::printText(k)
+                              << " " << Fen::printText(r));
+    writeAll(k, r);
+  }
+  // Writes the result at the key's row of copy `id` alone, when the copy holds the row and its
+  // compared words differ (members whose copies are written one by one).
+  void copyEntryIs(HwTableId id, const Key& k, const Result& r) {
+    const Copy* c = copy(id);
+    const HwIndex row = layout_->hwIndexFromKey(k);
+    if (!enabled() || !c || !c->holds(row)) return;
+    U32 buffer[hwEntryMaxWords];
+    encode(k, r, *c, buffer);
+    this->writeRowIfChanged(*c, row, buffer);
   }
   // Brings every row into a defined state: software's result for a present key; for an absent
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the
   // row (rows left by an earlier run are kept).
   void initHwEntries(bool resetHw) {
+    FEN_TRACE(
+        trace(), 8,
+        "void " << Desc::convertorName << "::initHwEntries(bool) " << (resetHw ? "true" : "false"));
     descriptor0();
     U32 buffer[hwEntryMaxWords];
     for (U64 i = rowLower(); i <= rowUpper(); ++i) {
@@ -113,15 +155,17 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       }
       for (const Copy& c : copies()) {
         if (!c.holds(row) || (!resetHw && c.table->hasEntry(row))) continue;
-        encode(k, Desc::defaultResult(), c, buffer);
+        encode(k, Desc::defaultResult(k), c, buffer);
         c.table->entryWordsIs(row, buffer, c.words);
       }
     }
   }
   // Reads every row back: a flagged key is rewritten from software; otherwise a non-default
   // result read from the first copy that has the row becomes a software entry, and copies that
-  // disagree with it flag the key.
+  // disagree with it flag the key (and are rewritten from software at once when what was read
+  // is the default).
   void syncEntries() override {
+    FEN_TRACE(trace(), 8, "virtual void " << Desc::convertorName << "::syncEntries()");
     descriptor0();
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
@@ -134,9 +178,9 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     const Key k = layout_->keyFromHwIndex(index);
     const Result* r = table().entry(k);
     if (!r && readRow(*c, index, words) &&
-        layout_->decodeRow(index, words) == Desc::defaultResult())
+        layout_->decodeRow(index, words) == Desc::defaultResult(k))
       return c->words;
-    encode(k, r ? *r : Desc::defaultResult(), *c, words);
+    encode(k, r ? *r : Desc::defaultResult(k), *c, words);
     return c->words;
   }
   // The result row `index` of copy `id` reads back as.
@@ -152,10 +196,22 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     std::fill(buffer, buffer + hwEntryMaxWords, 0u);
     layout_->encodeRow(k, r, c.encoding, buffer);
   }
+  // Writes every copy whose compared words differ; the rows written.
+  unsigned writeAll(const Key& k, const Result& r) {
+    if (!enabled()) return 0;
+    return writeCopies(*this, layout_->hwIndexFromKey(k), [&](U8 encoding, U32* buffer) {
+      layout_->encodeRow(k, r, encoding, buffer);
+    });
+  }
+  // Rewrites the key's copies from software, recording it in the ring trace when rows change.
+  void rewriteFromSoftware(const Key& k) {
+    const Layer2RingItem<Desc> item{k, table().resultOf(k)};
+    if (writeAll(k, item.result) > 0) this->ring().write(8, Texts::updateEntry, item);
+  }
   void syncRow(HwIndex row) {
     const Key k = layout_->keyFromHwIndex(row);
-    if (table().hwInconsistentEntry(k)) {
-      hwTableEntryIs(k, table().resultOf(k));
+    if (RewritesFlagged<Desc>::value && table().hwInconsistentEntry(k)) {
+      rewriteFromSoftware(k);
       return;
     }
     U32 words[hwEntryMaxWords];
@@ -176,8 +232,19 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       encode(k, *read, c, want);
       disagree = disagree || !heldEquals(c, words, want);
     }
-    if (disagree || (missing && read)) table().hwInconsistentEntryIs(k, true);
-    if (read && !(*read == Desc::defaultResult())) table().entryIs(k, *read);
+    if (!read) return;
+    if (disagree || missing) table().hwInconsistentEntryIs(k, true);
+    if (*read == Desc::defaultResult(k)) {
+      // No entry is created whose programming would bring the other copies in line: they are
+      // written now, from software.
+      if (disagree || missing) rewriteFromSoftware(k);
+      return;
+    }
+    FEN_TRACE(trace(), 7, Texts::decoded << Fen::printText(*read));
+    const Result* held = table().entry(k);
+    if (!held || !(*held == *read))
+      this->ring().write(8, Texts::recovered, Layer2RingItem<Desc>{k, *read});
+    table().entryIs(k, *read);
   }
 
   using Described::layout_;

@@ -1,11 +1,17 @@
 #include "TarnSwitchTable/TarnTableModules.h"
 
 #include "TarnSwitchTable/TarnTableArp.h"
+#include "TarnSwitchTable/TarnTableFloodSet.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
+#include "TarnSwitchTable/TarnTableL2Control.h"
 #include "TarnSwitchTable/TarnTableL3FloodArp.h"
 #include "TarnSwitchTable/TarnTableL3FloodBitmap.h"
 #include "TarnSwitchTable/TarnTableL3Lag.h"
+#include "TarnSwitchTable/TarnTableLagGroup.h"
+#include "TarnSwitchTable/TarnTableLagLookUp.h"
 #include "TarnSwitchTable/TarnTableLpmTables.h"
+#include "TarnSwitchTable/TarnTableNativeVlan.h"
+#include "TarnSwitchTable/TarnTablePortConfig.h"
 #include "TarnSwitchTable/TarnTableSG.h"
 
 namespace TarnSwitchTable {
@@ -40,6 +46,12 @@ void registerModules() {
   registerTableModule<L3FloodArpTable, L3FloodArpLayout>();
   registerTableModule<L3FloodBitmapTable, L3FloodBitmapLayout>();
   registerLpmModules();
+  registerTableModule<PortConfigTable, PortConfigLayout>();
+  registerTableModule<L2ControlTable, L2ControlLayout>();
+  registerTableModule<FloodSetTable, FloodSetLayout>();
+  registerTableModule<NativeVlanTable, NativeVlanLayout>();
+  registerTableModule<LagGroupTable, LagGroupLayout>();
+  registerTableModule<LagLookUpTable, LagLookUpLayout>();
 }
 
 }  // namespace TarnSwitchTable

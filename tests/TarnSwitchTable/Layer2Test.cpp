@@ -13,7 +13,9 @@ struct TestGroupTraits {
   static Fen::Ptr<TestGroupTable> makeTable() { return Fen::makePtr<TestGroupTable>("groups"); }
   static std::string profile() { return "default"; }
   static TestPortKey key(unsigned n) { return TestPortKey(U16(5 + 14 * n)); }
-  static TestGroupResult result(unsigned n) { return TestGroupResult(0x100 + n); }
+  static TestGroupResult result(const TestPortKey&, unsigned n) {
+    return TestGroupResult(0x100 + n);
+  }
 };
 
 }  // namespace

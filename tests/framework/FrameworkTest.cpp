@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -334,6 +335,26 @@ TEST(ValueTextTest, PrintsExactFormAndRandomValuesRoundTrip) {
     ASSERT_EQ(Outer::fromText(v.toStrep()), v) << "seed " << seed << " text " << v.toStrep();
   }
   EXPECT_EQ(Fen::printText(std::string("it's \\")), "'it\\'s \\\\'");  // escaped, so it parses back
+}
+
+// Time stamps print in the shortest form that reads back to the same double, and random ones
+// round trip; a text that is not a number names what was expected.
+TEST(ValueTextTest, TimeStampsPrintShortestAndRoundTrip) {
+  const std::pair<double, std::string> exact[] = {
+      {0.0, "0"}, {1.5, "1.5"}, {0.1, "0.1"}, {1700000000.25, "1700000000.25"}, {1e-9, "1e-09"}};
+  for (const auto& [v, text] : exact) {
+    EXPECT_EQ(Fen::printText(v), text);
+    EXPECT_EQ(Fen::parseText<double>(text), v);
+  }
+  EXPECT_EQ(Fen::ValueTraits<double>::hash(7, 0.0), Fen::ValueTraits<double>::hash(7, -0.0));
+  const unsigned seed = 20261123;
+  std::mt19937_64 rng(seed);
+  for (int i = 0; i < 500; ++i) {
+    const double v = std::ldexp(double(rng() >> 11), int(rng() % 80) - 60);
+    ASSERT_EQ(Fen::parseText<double>(Fen::printText(v)), v) << "seed " << seed << " " << v;
+  }
+  EXPECT_EQ(parsed<double>("x1"), "form: \"a decimal number\", instead got x1");
+  EXPECT_EQ(parsed<double>("1.5.2"), "form: \"a decimal number\", instead got 1.5.2");
 }
 
 // Ranges at their boundaries (a pod array's capacity among them); a text that does not match

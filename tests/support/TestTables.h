@@ -155,7 +155,7 @@ struct TestGroupLayout : PortCopies {
   static constexpr const char* convertorName = "TarnTest::TestGroupConvertorLayer2All";
   static constexpr const char* hwTableWord = "TestGroup";
   static constexpr U8 hwEntryWords = 2;
-  static TestGroupResult defaultResult() { return TestGroupResult(0xFF); }
+  static TestGroupResult defaultResult(const TestPortKey&) { return TestGroupResult(0xFF); }
 
   using PortCopies::PortCopies;
   void declare(const TarnSwitchTable::HwTables& hw) const { PortCopies::declare(hw, 2, 1, 1); }

@@ -246,8 +246,10 @@ TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {
 
 TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/arp-demo.tarn");
-  for (const char* profile : {"default", "legacy"})
+  for (const char* profile : {"default", "legacy"}) {
     ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/lpm-demo.tarn");
+    ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/layer2-demo.tarn");
+  }
   // The layer-3 demo on both profiles: every check passes, the warm restart rewrites the four
   // damaged rows and the one that keeps software writes nothing.
   for (const std::string profile : {"default", "legacy"}) {

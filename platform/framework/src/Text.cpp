@@ -1,5 +1,9 @@
 #include "Fen/Text.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "Fen/Ranged.h"
 
 namespace Fen {
@@ -95,6 +99,33 @@ std::string ValueTraits<std::string>::parse(TextReader& in) {
 U32 ValueTraits<std::string>::hash(U32 seed, const std::string& v) {
   for (char c : v) seed = hashMix(seed, U8(c), 1);
   return seed;
+}
+
+void ValueTraits<double>::print(std::string& out, double v) {
+  char buf[32];
+  for (int precision = 1; precision <= 17; ++precision) {
+    std::snprintf(buf, sizeof buf, "%.*g", precision, v);
+    if (std::strtod(buf, nullptr) == v) break;
+  }
+  out += buf;
+}
+
+double ValueTraits<double>::parse(TextReader& in) {
+  const std::string_view rest = in.rest();
+  std::size_t n = 0;
+  while (n < rest.size() && std::strchr("0123456789+-.eE", rest[n]) != nullptr) ++n;
+  const std::string token(rest.substr(0, n));
+  char* end = nullptr;
+  const double v = token.empty() ? 0.0 : std::strtod(token.c_str(), &end);
+  if (token.empty() || end != token.c_str() + token.size()) in.fail("a decimal number");
+  in.consume(token);
+  return v;
+}
+
+U32 ValueTraits<double>::hash(U32 seed, double v) {
+  U64 bits = 0;
+  if (v != 0.0) std::memcpy(&bits, &v, sizeof bits);  // +0 and -0 compare equal: one hash
+  return hashMix(seed, bits, 8);
 }
 
 std::string rangeMessageMinMax(const char* type) {

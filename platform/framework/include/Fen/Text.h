@@ -87,6 +87,16 @@ struct ValueTraits<bool> {
   static U32 hash(U32 seed, bool v) { return hashMix(seed, v ? 1 : 0, 1); }
 };
 
+// Seconds as a double (time stamps): the shortest decimal form that reads back to the same
+// value ("0", "1.5", "1700000000.25"); parses any decimal or exponent form.
+template <>
+struct ValueTraits<double> {
+  static const char* typeName() { return "double"; }
+  static void print(std::string& out, double v);
+  static double parse(TextReader& in);
+  static U32 hash(U32 seed, double v);
+};
+
 template <>
 struct ValueTraits<std::string> {
   static const char* typeName() { return "String"; }
