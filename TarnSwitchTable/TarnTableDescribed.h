@@ -14,6 +14,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -154,14 +155,15 @@ void addValueClass(Fen::ModuleInfo& m) {
     m.classes.push_back(Fen::valueClassInfo<V>());
 }
 
-// Registers a described table's module: its key and result classes, its entry, table (with its
-// factory) and convertor classes.
+// Registers a described table's module: its key and result classes, its entry (unless the
+// result is the entry), table (with its factory) and convertor classes.
 template <class Table, class Desc>
 void registerTableModule() {
   Fen::ModuleInfo m{Desc::moduleName, {}};
   addValueClass<typename Desc::Key>(m);
   addValueClass<typename Desc::Result>(m);
-  m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
+  if (std::string_view(Desc::entryName) != Desc::Result::fenTypeName)
+    m.classes.push_back(Fen::ClassInfo{Desc::entryName, "entry", {}, nullptr, "", ""});
   m.classes.push_back(tableClassInfo<Table, Desc>());
   m.classes.push_back(Fen::ClassInfo{Desc::convertorName, "convertor", {}, nullptr, "", ""});
   Fen::Registry::instance().moduleIs(std::move(m));

@@ -10,7 +10,9 @@
 // names the key and result pair in traces):
 //   using Table = XTable; using Convertor = XConvertorLayer2All;
 //   static constexpr U8 hwEntryWords = 4;
-//   static Result defaultResult();
+//   static Result defaultResult();     // or defaultResult(const Key&), when it depends on the key
+//   static Result removedResult(const Key&);  // optional: what a removed key is programmed with
+//                                             // (the default when absent)
 //   explicit XLayout(const TarnSwitch::ChipProfile&);
 //   void declare(const HwTables&) const;
 //   HwIndex hwIndexFromKey(const Key&) const;  Key keyFromHwIndex(HwIndex) const;
@@ -18,6 +20,8 @@
 //   Result decodeRow(HwIndex, const U32* words) const;
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "Fen/Ptr.h"
 #include "TarnSwitchApi/SwTable.h"
@@ -29,6 +33,39 @@ namespace TarnSwitchTable {
 
 // The pattern's trace handle (module "TarnTableLayer2").
 const Fen::TraceHandle& layer2Trace();
+
+template <class Desc, class = void>
+struct KeyedDefault : std::false_type {};
+template <class Desc>
+struct KeyedDefault<
+    Desc, std::void_t<decltype(Desc::defaultResult(std::declval<const typename Desc::Key&>()))>>
+    : std::true_type {};
+template <class Desc, class = void>
+struct HasRemovedResult : std::false_type {};
+template <class Desc>
+struct HasRemovedResult<
+    Desc, std::void_t<decltype(Desc::removedResult(std::declval<const typename Desc::Key&>()))>>
+    : std::true_type {};
+
+// The result an absent key holds: the layout's default, for that key when it depends on it.
+template <class Desc>
+typename Desc::Result layer2Default(const typename Desc::Key& k) {
+  if constexpr (KeyedDefault<Desc>::value) {
+    return Desc::defaultResult(k);
+  } else {
+    static_cast<void>(k);
+    return Desc::defaultResult();
+  }
+}
+// The result a removed key is programmed with: the layout's removedResult, else the default.
+template <class Desc>
+typename Desc::Result layer2Removed(const typename Desc::Key& k) {
+  if constexpr (HasRemovedResult<Desc>::value) {
+    return Desc::removedResult(k);
+  } else {
+    return layer2Default<Desc>(k);
+  }
+}
 
 template <class Desc>
 class Layer2Table
@@ -53,7 +90,7 @@ class Layer2Table
   // Software's result for the key, or the member's default.
   Result resultOf(const Key& k) const {
     const Result* r = this->entry(k);
-    return r ? *r : Desc::defaultResult();
+    return r ? *r : layer2Default<Desc>(k);
   }
   std::string decodeRowText(HwTableId id, HwIndex index) override {
     if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
@@ -64,7 +101,7 @@ class Layer2Table
   friend class TableEntries<Layer2Table, Key, Result>;
   void programEntry(const Key& k, const Result* r) {
     if (!profileConvertor()) return;
-    profileConvertor()->hwTableEntryIs(k, r ? *r : Desc::defaultResult());
+    profileConvertor()->hwTableEntryIs(k, r ? *r : layer2Removed<Desc>(k));
   }
 };
 
@@ -88,15 +125,28 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::rowUpper;
   using RowConvertor::trace;
 
-  explicit Layer2Convertor(Layer2Table<Desc>* table)
+  // `table` is the layout's table (a Layer2Table, or a table of its own kind on this pattern).
+  explicit Layer2Convertor(TarnSwitchApi::SwTable* table)
       : Described(table, Desc::hwEntryWords, layer2Trace()) {}
   Table& table() const { return static_cast<Table&>(*this->owner()); }
 
   // Writes the result at the key's row of every copy whose compared words differ.
-  virtual void hwTableEntryIs(const Key& k, const Result& r) {
+  virtual void hwTableEntryIs(const Key& k, const Result& r) { hwTableEntryIs(k, r, true); }
+  // The same; with `replaceIfPresent` false only copies that lack the row are written.
+  void hwTableEntryIs(const Key& k, const Result& r, bool replaceIfPresent) {
     if (!enabled()) return;
-    writeCopies(*this, layout_->hwIndexFromKey(k),
-                [&](U8 encoding, U32* buffer) { layout_->encodeRow(k, r, encoding, buffer); });
+    const HwIndex row = layout_->hwIndexFromKey(k);
+    const auto encode = [&](U8 encoding, U32* buffer) {
+      layout_->encodeRow(k, r, encoding, buffer);
+    };
+    if (replaceIfPresent) {
+      writeCopies(*this, row, encode);
+      return;
+    }
+    forEachCopyRow(*this, row, encode, [&](const Copy& c, const U32* words) {
+      if (!c.table->hasEntry(row)) c.table->entryWordsIs(row, words, c.words);
+      return true;
+    });
   }
   // Brings every row into a defined state: software's result for a present key; for an absent
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the
@@ -113,7 +163,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       }
       for (const Copy& c : copies()) {
         if (!c.holds(row) || (!resetHw && c.table->hasEntry(row))) continue;
-        encode(k, Desc::defaultResult(), c, buffer);
+        encode(k, layer2Default<Desc>(k), c, buffer);
         c.table->entryWordsIs(row, buffer, c.words);
       }
     }
@@ -126,17 +176,19 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
   // The row the library expects: software's result, or for an absent key the default (a kept
-  // row that reads back as the default is expected as it stands).
+  // row that reads back as the default, or as what a removed key is programmed with, is
+  // expected as it stands).
   unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override {
     const Copy* c = copy(id);
     HwTableDescriptor* desc = descriptor(0);
     if (!c || !desc || !desc->enabled() || !c->holds(index)) return 0;
     const Key k = layout_->keyFromHwIndex(index);
     const Result* r = table().entry(k);
-    if (!r && readRow(*c, index, words) &&
-        layout_->decodeRow(index, words) == Desc::defaultResult())
-      return c->words;
-    encode(k, r ? *r : Desc::defaultResult(), *c, words);
+    if (!r && readRow(*c, index, words)) {
+      const Result held = layout_->decodeRow(index, words);
+      if (held == layer2Default<Desc>(k) || held == layer2Removed<Desc>(k)) return c->words;
+    }
+    encode(k, r ? *r : layer2Default<Desc>(k), *c, words);
     return c->words;
   }
   // The result row `index` of copy `id` reads back as.
@@ -177,7 +229,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       disagree = disagree || !heldEquals(c, words, want);
     }
     if (disagree || (missing && read)) table().hwInconsistentEntryIs(k, true);
-    if (read && !(*read == Desc::defaultResult())) table().entryIs(k, *read);
+    if (read && !(*read == layer2Default<Desc>(k))) table().entryIs(k, *read);
   }
 
   using Described::layout_;
