@@ -1,6 +1,7 @@
 #include "TarnSwitchTable/TarnTableModules.h"
 
 #include "TarnSwitchTable/TarnTableArp.h"
+#include "TarnSwitchTable/TarnTableCopp.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
 
 namespace TarnSwitchTable {
@@ -30,6 +31,7 @@ void registerModules() {
   registerEngineModule("TarnTableHashBase", "TarnSwitchTable::HashBaseCuckooEntry",
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
+  registerTableModule<CoppTable, CoppLayout>();
 }
 
 }  // namespace TarnSwitchTable
