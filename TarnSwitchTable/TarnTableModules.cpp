@@ -1,5 +1,6 @@
 #include "TarnSwitchTable/TarnTableModules.h"
 
+#include "TarnSwitchTable/TarnParityTypes.h"
 #include "TarnSwitchTable/TarnTableArp.h"
 #include "TarnSwitchTable/TarnTableCopp.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
@@ -32,6 +33,7 @@ void registerModules() {
                        "TarnSwitchTable::HashBaseTable", "TarnSwitchTable::HashBaseConvertor");
   registerTableModule<ArpTable, ArpLayout>();
   registerTableModule<CoppTable, CoppLayout>();
+  registerParityTypes();
 }
 
 }  // namespace TarnSwitchTable
