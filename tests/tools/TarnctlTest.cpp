@@ -246,6 +246,70 @@ TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {
 
 TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/arp-demo.tarn");
+  for (const char* profile : {"default", "legacy"})
+    ok(std::string("run -q --profile ") + profile + " " + TARN_EXAMPLES_DIR + "/copp-demo.tarn");
+}
+
+// CoPP in the dump: the key by name, the CPU transmit copy (id K) as configured, each pipeline
+// its share (1000 -> 660 with two pipelines), 0 after a delete; registers by API level.
+TEST_F(TarnctlTest, CoppDumpHoldsTheCpuTransmitValueAndThePipelineShares) {
+  const std::string s = file("c.tarn",
+                             "set copp key=coppIgmpLimit value=1000\n"
+                             "set copp key=coppMacLearnLimit value=151\n"
+                             "del copp key=coppMacLearnLimit\n");
+  EXPECT_EQ(ok("run -q --tables copp --profile legacy " + s + " --dump " + path("d.json")), "");
+  const auto t = nlohmann::json::parse(readFile(path("d.json")))["tables"][0];
+  EXPECT_EQ(t["software"].size(), 1u);
+  EXPECT_EQ(t["software"][0]["key"].dump(), R"({"key":"coppIgmpLimit"})");
+  EXPECT_EQ(t["software"][0]["result"].dump(), R"({"value":1000})");
+  ASSERT_EQ(t["hardware"].size(), 3u);
+  for (unsigned id = 0; id < 3; ++id) {
+    const auto& hw = t["hardware"][id];
+    EXPECT_EQ(hw["name"], "copp.Copp[" + std::to_string(id) + "]");
+    ASSERT_EQ(hw["rows"].size(), 11u);
+    EXPECT_EQ(hw["rows"][0]["words"].dump(), "[31250000]");
+    EXPECT_EQ(hw["rows"][2]["words"].dump(), id == 2 ? "[1000]" : "[660]");
+    EXPECT_EQ(hw["rows"][9]["words"].dump(), "[0]");
+    EXPECT_EQ(hw["rows"][10]["words"].dump(), "[4294967295]");
+  }
+  EXPECT_TRUE(has(ok("encode copp key=coppFwdIncludesCpuLimit value=151 --profile legacy"),
+                  "HwTableId 0 copp.Copp[0] HwIndex 4\n"
+                  "  word 0 0x00000063 pipeline[0]/rate_limiter/packet_forwarding_limit\n"));
+  EXPECT_TRUE(has(ok("encode copp key=coppFwdIncludesCpuLimit value=151"),
+                  "HwTableId 4 copp.Copp[4] HwIndex 4\n"
+                  "  word 0 0x00000097 cpu_tx_pipeline[0]/rate_limiter/l2_packet_limit\n"));
+}
+
+// parity pack and unpack: the packed word and the identifier's text form; bad fields, words
+// and pipes exit 2 naming the input.
+TEST_F(TarnctlTest, ParityPacksAndUnpacksSourceIdentifiers) {
+  const std::string id =
+      "0x01000002 Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': vlanMembership, "
+      "'pipeId': 1})\n";
+  EXPECT_EQ(ok("parity pack parityTable=vlanMembership pipeId=1"), id);
+  EXPECT_EQ(ok("parity unpack 0x01FFFF02"), id);
+  EXPECT_EQ(ok("parity unpack 16777218"), id);
+  const std::string pipe =
+      "TarnSwitch::PipeId::value < TarnSwitch::PipeId::min or > TarnSwitch::PipeId::null not "
+      "allowed\n";
+  const std::pair<std::string, std::string> refused[] = {
+      {"parity unpack 0x0E000000", "tarnctl: parity unpack: 0x0E000000: " + pipe},
+      {"parity pack pipeId=14", "tarnctl: parity pack: pipeId=14: " + pipe},
+      {"parity pack parityTable=vlan",
+       "tarnctl: parity pack: parityTable=vlan: \"a name of TarnSwitchTable::ParityTable\", "
+       "instead got vlan\n"},
+      {"parity pack table=1",
+       "tarnctl: parity pack: expected FIELD=VALUE with a field of parityTable, pipeId, got "
+       "'table=1'\n"},
+      {"parity unpack 0x100000000",
+       "tarnctl: parity unpack: 0x100000000: U32::value > 4294967295 not allowed\n"},
+  };
+  for (const auto& [args, message] : refused) {
+    const Result r = tarnctl(args);
+    EXPECT_EQ(r.code, 2) << args;
+    EXPECT_EQ(r.out, "") << args;
+    EXPECT_EQ(r.err, message) << args;
+  }
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {
