@@ -173,7 +173,7 @@ TEST(CoppTable, ColdStartWritesEveryCopysDefaults) {
 }
 
 // A limit reaches the CPU transmit copy as configured, then each pipeline its share; a delete
-// writes 0 to every copy, not the default.
+// writes 0 to every copy, not the default; a write that keeps present rows fills only gaps.
 TEST(CoppTable, ChangesWriteTheCpuTransmitCopyFirstThenThePipelinesScaled) {
   for (const auto& [profile, share] :
        {std::pair<std::string, U32>{"default", 500}, {"legacy", 660}}) {
@@ -197,6 +197,12 @@ TEST(CoppTable, ChangesWriteTheCpuTransmitCopyFirstThenThePipelinesScaled) {
     log.clear();
     copp.table().entryDel(K::coppIgmpLimit);
     EXPECT_EQ(log, expected(0, 0));
+    // Without replaceIfPresent only a copy that lacks the row is written.
+    log.clear();
+    copp.copy(1).entryDel(2);
+    copp.conv().hwTableEntryIs(K::coppIgmpLimit, CoppEntry(7), false);
+    EXPECT_EQ(log, std::vector<std::string>{"copp.Copp[1] 2 " +
+                                            std::to_string(copp.pipes() == 2 ? 4 : 3)});
   }
 }
 
