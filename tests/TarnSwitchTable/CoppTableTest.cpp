@@ -59,40 +59,25 @@ struct CoppOnChip {
   Started<CoppTable> started;
 };
 
-struct Scaling {
-  K key;
-  U32 value;
-  bool cpu;
-  U32 pipes;
-  U32 want;
-};
-
 // The pipeline share: 66 % for two pipelines, 50 % for more, never 0; the interval, the special
 // values 0 and all ones, and the CPU transmit copy are written as configured.
 TEST(CoppEntry, ToHardwareValueScalesThePipelineCopiesOnly) {
-  const Scaling cases[] = {
-      {K::coppIgmpLimit, 1000, false, 2, 660},
-      {K::coppIgmpLimit, 151, false, 2, 99},
-      {K::coppIgmpLimit, 150, false, 2, 99},
-      {K::coppIgmpLimit, 200, false, 2, 132},
-      {K::coppIgmpLimit, 2, false, 2, 1},
-      {K::coppIgmpLimit, 1, false, 2, 1},
-      {K::coppDefault, 3, false, 4, 1},
-      {K::coppDefault, 1001, false, 4, 500},
-      {K::coppDefault, 199, false, 4, 99},
-      {K::coppDefault, 1000, false, 3, 500},
-      {K::coppDefault, 1000, false, 255, 500},
-      {K::coppMacLearnLimit, 12345, false, 1, 12345},
-      {K::coppMacLearnLimit, 1, false, 1, 1},
-      {K::coppL3ExceptionLimit, all - 1, false, 2, 2834678414u},
-      {K::coppL3ExceptionLimit, all - 1, false, 1, all - 1},
-      {K::coppL2ReservedLimit, 0, false, 4, 0},
-      {K::coppL2ReservedLimit, all, false, 2, all},
-      {K::coppInterval, 1000, false, 2, 1000},
-      {K::coppInterval, 1, false, 4, 1},
-      {K::coppLinkLocalLimit, 1000, true, 4, 1000},
-      {K::coppLinkLocalLimit, 1, true, 2, 1},
+  struct Scaling {
+    K key;
+    U32 value, cpu, pipes, want;
   };
+  const K igmp = K::coppIgmpLimit, limit = K::coppDefault, interval = K::coppInterval;
+  // clang-format off
+  const Scaling cases[] = {
+      {igmp, 1000, false, 2, 660}, {igmp, 151, false, 2, 99}, {igmp, 150, false, 2, 99},
+      {igmp, 200, false, 2, 132},  {igmp, 2, false, 2, 1},    {igmp, 1, false, 2, 1},
+      {limit, 3, false, 4, 1},     {limit, 1001, false, 4, 500}, {limit, 199, false, 4, 99},
+      {limit, 1000, false, 3, 500}, {limit, 1000, false, 255, 500}, {limit, 12345, false, 1, 12345},
+      {limit, 1, false, 1, 1},     {limit, all - 1, false, 2, 2834678414u},  // a 64-bit product
+      {limit, all - 1, false, 1, all - 1}, {limit, 0, false, 4, 0}, {limit, all, false, 2, all},
+      {interval, 1000, false, 2, 1000}, {interval, 1, false, 4, 1},
+      {igmp, 1000, true, 4, 1000}, {igmp, 1, true, 2, 1}};
+  // clang-format on
   for (const Scaling& c : cases) {
     EXPECT_EQ(CoppEntry(c.value).toHardwareValue(c.key, c.cpu, c.pipes), c.want)
         << Fen::printText(c.key) << " " << c.value << (c.cpu ? " cpu" : " pipeline") << " of "
@@ -104,28 +89,26 @@ TEST(CoppEntry, ToHardwareValueScalesThePipelineCopiesOnly) {
   EXPECT_EQ(CoppEntry::fromCpuHardwareValue(K::coppDefault, 660), CoppEntry(660));
 }
 
-TEST(CoppEntryDeathTest, NoPipelinesIsAProgrammingError) {
+// Scaling for no pipelines, and a read-back before the hardware tables are declared.
+TEST(CoppEntryDeathTest, ProgrammingErrorsStopWithTheirExpression) {
   EXPECT_DEATH(CoppEntry(5).toHardwareValue(K::coppInterval, true, 0), "numPipelines");
+  auto chip = makeChip("default");
+  auto table = coppTableFactory("copp");
+  table->doSetProfileConvertor(Fen::makePtr<TarnSwitchApi::HwTableDescriptorConfig>(chip), chip);
+  EXPECT_DEATH(table->profileConvertor()->syncEntries(), "cpuTxHwTable");
 }
 
 // Key 4 changes its register at 4.1; five keys have none before it (empty, flag cleared); an
 // index past the last key is empty with the flag set.
 TEST(CoppRegisters, EachHardwareApiLevelNamesItsRegisters) {
-  const char* before[] = {"interval_period",
-                          "reserved_mac_limit",
-                          "igmp_limit",
-                          "link_local_limit",
-                          "packet_forwarding_limit",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "mac_learn_limit",
-                          ""};
-  const char* from41[] = {"interval_period",     "reserved_mac_limit",     "igmp_limit",
-                          "link_local_limit",    "l2_packet_limit",        "l3_high_packet_limit",
-                          "l3_low_packet_limit", "multicast_packet_limit", "l3_exception_limit",
-                          "mac_learn_limit",     "default_limit"};
+  // clang-format off
+  const char* before[] = {"interval_period", "reserved_mac_limit", "igmp_limit", "link_local_limit",
+                          "packet_forwarding_limit", "", "", "", "", "mac_learn_limit", ""};
+  const char* from41[] = {"interval_period", "reserved_mac_limit", "igmp_limit", "link_local_limit",
+                          "l2_packet_limit", "l3_high_packet_limit", "l3_low_packet_limit",
+                          "multicast_packet_limit", "l3_exception_limit", "mac_learn_limit",
+                          "default_limit"};
+  // clang-format on
   const std::string prefix = "pipeline[1]/rate_limiter/";
   auto old = coppHwTableRegisterMappingFactory("copp.Copp[1]", prefix);
   auto now = coppHwTableRegisterMappingHwApi41Factory("copp.Copp[1]", prefix);
@@ -304,17 +287,11 @@ TEST(CoppTable, TracesNameTheKeyAndHardwareValues) {
 
 // Key and entry text forms; a key is made from its name or its number, 11 and above refused.
 TEST(CoppTable, KeyNamesTextFormsAndRange) {
-  const char* names[] = {"coppInterval",
-                         "coppL2ReservedLimit",
-                         "coppIgmpLimit",
-                         "coppLinkLocalLimit",
-                         "coppFwdIncludesCpuLimit",
-                         "coppL3HighPriPktLimit",
-                         "coppL3LowPriPktLimit",
-                         "coppMcastPktLimit",
-                         "coppL3ExceptionLimit",
-                         "coppMacLearnLimit",
-                         "coppDefault"};
+  // clang-format off
+  const char* names[] = {"coppInterval", "coppL2ReservedLimit", "coppIgmpLimit", "coppLinkLocalLimit",
+                         "coppFwdIncludesCpuLimit", "coppL3HighPriPktLimit", "coppL3LowPriPktLimit",
+                         "coppMcastPktLimit", "coppL3ExceptionLimit", "coppMacLearnLimit", "coppDefault"};
+  // clang-format on
   for (unsigned n = 0; n <= 10; ++n) {
     EXPECT_EQ(Fen::printText(static_cast<K>(n)), names[n]);
     EXPECT_EQ(Fen::parseText<K>(names[n]), static_cast<K>(n));
@@ -356,19 +333,14 @@ TEST(CoppTable, RandomOperationsMatchModel) {
     std::array<U32, 11> cpu;
     for (unsigned k = 0; k <= 10; ++k) cpu[k] = k == 0 ? 31250000 : all;
     std::map<CoppKey, CoppEntry> sw;
-    auto cells = [&] {
+    // Every row, copy by copy within each key: as the model has it, or as the chip holds it.
+    auto rows = [&](bool held) {
       std::vector<U32> out;
       for (unsigned k = 0; k <= 10; ++k) {
-        out.push_back(cpu[k]);
-        for (unsigned p = 0; p < pipes; ++p) out.push_back(share(K(k), cpu[k], pipes));
-      }
-      return out;
-    };
-    auto held = [&] {
-      std::vector<U32> out;
-      for (unsigned k = 0; k <= 10; ++k) {
-        out.push_back(copp.word(pipes, K(k)));
-        for (unsigned p = 0; p < pipes; ++p) out.push_back(copp.word(p, K(k)));
+        for (unsigned c = 0; c <= pipes; ++c)
+          out.push_back(held         ? copp.word(c, K(k))
+                        : c == pipes ? cpu[k]
+                                     : share(K(k), cpu[k], pipes));
       }
       return out;
     };
@@ -376,42 +348,33 @@ TEST(CoppTable, RandomOperationsMatchModel) {
       SCOPED_TRACE("step " + std::to_string(step));
       const K k = K(rng() % 11);
       const U32 v = rng() % 4 == 0 ? U32(rng()) : values[rng() % 8];
-      const std::vector<U32> before = cells();
+      const std::vector<U32> before = rows(false);
       const U64 writes = copp.chip->writeCount();
       unsigned repaired = 0;
-      switch (rng() % 10) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-        case 4:
-          copp.table().entryIs(k, CoppEntry(v));
-          sw[k] = CoppEntry(v);
-          cpu[U8(k)] = v;
-          break;
-        case 5:
-        case 6:
-          copp.table().entryDel(k);
-          if (sw.erase(k)) cpu[U8(k)] = 0;
-          break;
-        default: {
-          if (rng() % 2) {
-            copp.copy(rng() % pipes).damageIs(HwIndex(k), 0, rng() | 1u);
-            repaired = 1;
-          }
-          const bool keep = rng() % 2;
-          copp.restart(keep ? Restart::warmKeep : Restart::warm);
-          if (!keep) sw.clear();
-          for (unsigned n = 0; n <= 10; ++n) {
-            if (!(CoppEntry(cpu[n]) == CoppLayout::defaultResult(K(n))))
-              sw[K(n)] = CoppEntry(cpu[n]);
-          }
+      const unsigned op = rng() % 10;
+      if (op < 5) {
+        copp.table().entryIs(k, CoppEntry(v));
+        sw[k] = CoppEntry(v);
+        cpu[U8(k)] = v;
+      } else if (op < 7) {
+        copp.table().entryDel(k);
+        if (sw.erase(k)) cpu[U8(k)] = 0;
+      } else {
+        if (rng() % 2) {
+          copp.copy(rng() % pipes).damageIs(HwIndex(k), 0, rng() | 1u);
+          repaired = 1;
+        }
+        const bool keep = rng() % 2;
+        copp.restart(keep ? Restart::warmKeep : Restart::warm);
+        if (!keep) sw.clear();
+        for (unsigned n = 0; n <= 10; ++n) {
+          if (!(CoppEntry(cpu[n]) == CoppLayout::defaultResult(K(n)))) sw[K(n)] = CoppEntry(cpu[n]);
         }
       }
-      const std::vector<U32> after = cells();
+      const std::vector<U32> after = rows(false);
       U64 changed = repaired;
       for (std::size_t i = 0; i < after.size(); ++i) changed += before[i] != after[i];
-      ASSERT_EQ(held(), after);
+      ASSERT_EQ(rows(true), after);
       ASSERT_EQ(copp.chip->writeCount() - writes, changed);
       ASSERT_EQ(copp.table().entry().map(), sw);
     }

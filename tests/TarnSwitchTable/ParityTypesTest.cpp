@@ -1,12 +1,10 @@
 // Parity source identifiers: the packed word worked by hand, the round trip over every table and
-// pipe, the bits unpacking ignores and the pipes it refuses, the text forms and the registration.
+// pipe, the bits unpacking ignores and the pipes it refuses, and the text forms.
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "Fen/Registry.h"
 #include "TarnSwitchTable/TarnParityTypes.h"
-#include "TarnSwitchTable/TarnTableModules.h"
 #include "support/Chip.h"
 
 namespace TarnTest {
@@ -83,19 +81,6 @@ TEST(ParitySourceId, TextFormsAndTableNames) {
                   "Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': 0, 'pipeId': 14})");
             }),
             pipeMessage);
-}
-
-TEST(ParitySourceId, RegisteredWithItsFields) {
-  registerModules();
-  const Fen::ModuleInfo* m = Fen::Registry::instance().module("TarnParityTypes");
-  ASSERT_NE(m, nullptr);
-  ASSERT_EQ(m->classes.size(), 1u);
-  const Fen::ClassInfo& c = m->classes[0];
-  EXPECT_EQ(c.name, "TarnSwitchTable::ParitySourceId");
-  ASSERT_EQ(c.attributes.size(), 2u);
-  EXPECT_EQ(c.attributes[0].name + ": " + c.attributes[0].typeName,
-            "parityTable: TarnSwitchTable::ParityTable");
-  EXPECT_EQ(c.attributes[1].name + ": " + c.attributes[1].typeName, "pipeId: TarnSwitch::PipeId");
 }
 
 }  // namespace
