@@ -34,6 +34,8 @@ namespace TarnSwitchTable {
 // The pattern's trace handle (module "TarnTableLayer2").
 const Fen::TraceHandle& layer2Trace();
 
+// Whether a layout's default depends on the key, and whether it gives removed keys a result of
+// their own.
 template <class Desc, class = void>
 struct KeyedDefault : std::false_type {};
 template <class Desc>
