@@ -251,17 +251,26 @@ TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
 }
 
 // CoPP in the dump: the key by name, the CPU transmit copy (id K) as configured, each pipeline
-// its share (1000 -> 660 with two pipelines), 0 after a delete; registers by API level.
+// its share (1000 -> 660 with two pipelines), 0 after a delete; warm restarts over it write
+// nothing; registers by API level.
 TEST_F(TarnctlTest, CoppDumpHoldsTheCpuTransmitValueAndThePipelineShares) {
   const std::string s = file("c.tarn",
                              "set copp key=coppIgmpLimit value=1000\n"
                              "set copp key=coppMacLearnLimit value=151\n"
-                             "del copp key=coppMacLearnLimit\n");
-  EXPECT_EQ(ok("run -q --tables copp --profile legacy " + s + " --dump " + path("d.json")), "");
+                             "del copp key=coppMacLearnLimit\n"
+                             "restart warm keep\nrestart warm\ncheck\n");
+  const auto summary = nlohmann::json::parse(
+      ok("run -q --json --tables copp --profile legacy " + s + " --dump " + path("d.json")));
+  EXPECT_EQ(summary["restarts"][0]["writes"], 0);  // restarts over matching hardware
+  EXPECT_EQ(summary["restarts"][1]["writes"], 0);
   const auto t = nlohmann::json::parse(readFile(path("d.json")))["tables"][0];
-  EXPECT_EQ(t["software"].size(), 1u);
-  EXPECT_EQ(t["software"][0]["key"].dump(), R"({"key":"coppIgmpLimit"})");
-  EXPECT_EQ(t["software"][0]["result"].dump(), R"({"value":1000})");
+  auto entry = [](const std::string& key, const std::string& value) {
+    return R"({"key":{"key":")" + key + R"("},"result":{"value":)" + value +
+           R"(},"text":"Value('TarnSwitchTable::CoppKey', ** {'key': )" + key +
+           "}) Value('TarnSwitchTable::CoppEntry', ** {'value': " + value + "})\"}";
+  };
+  EXPECT_EQ(t["software"].dump(),  // the removed limit comes back as 0
+            "[" + entry("coppIgmpLimit", "1000") + "," + entry("coppMacLearnLimit", "0") + "]");
   ASSERT_EQ(t["hardware"].size(), 3u);
   for (unsigned id = 0; id < 3; ++id) {
     const auto& hw = t["hardware"][id];
