@@ -12,6 +12,8 @@
 //   using Table = XTable; using Convertor = XConvertorLayer2All;
 //   static constexpr U8 hwEntryWords = 4;
 //   static Result defaultResult(const Key&);   // what an absent key holds
+//   static Result removedResult(const Key&);  // optional: what a removed key is
+//                                             // programmed with (else the default)
 //   static constexpr bool rewritesFlagged = false;  // optional: the read-back reads flagged keys
 //                                                   // too (default true: rewrites them)
 //   static constexpr const char* keyFieldName = "vlanId";  // a key that is not a Fen::Value:
@@ -24,6 +26,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "Fen/Ptr.h"
 #include "TarnSwitchApi/SwTable.h"
@@ -52,6 +55,24 @@ struct Layer2RingItem {
     Fen::ValueTraits<typename Desc::Result>::print(out, item.result);
   }
 };
+
+// Whether a layout gives removed keys a result of their own.
+template <class Desc, class = void>
+struct HasRemovedResult : std::false_type {};
+template <class Desc>
+struct HasRemovedResult<
+    Desc, std::void_t<decltype(Desc::removedResult(std::declval<const typename Desc::Key&>()))>>
+    : std::true_type {};
+
+// The result a removed key is programmed with: the layout's removedResult, else the default.
+template <class Desc>
+typename Desc::Result layer2Removed(const typename Desc::Key& k) {
+  if constexpr (HasRemovedResult<Desc>::value) {
+    return Desc::removedResult(k);
+  } else {
+    return Desc::defaultResult(k);
+  }
+}
 
 template <class Desc>
 class Layer2Table
@@ -87,7 +108,7 @@ class Layer2Table
   friend class TableEntries<Layer2Table, Key, Result>;
   void programEntry(const Key& k, const Result* r) {
     if (!profileConvertor()) return;
-    const Result& result = r ? *r : Desc::defaultResult(k);
+    const Result& result = r ? *r : layer2Removed<Desc>(k);
     FEN_TRACE(moduleTrace(), 8,
               Texts::programming << Fen::printText(k) << " " << Fen::printText(result));
     profileConvertor()->hwTableEntryIs(k, result);
@@ -114,7 +135,8 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::rowUpper;
   using RowConvertor::trace;
 
-  explicit Layer2Convertor(Layer2Table<Desc>* table)
+  // `table` is the layout's table (a Layer2Table, or a table of its own kind on this pattern).
+  explicit Layer2Convertor(TarnSwitchApi::SwTable* table)
       : Described(table, Desc::hwEntryWords, moduleTrace<Desc>()) {}
   Table& table() const { return static_cast<Table&>(*this->owner()); }
 
@@ -136,6 +158,22 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     U32 buffer[hwEntryMaxWords];
     encode(k, r, *c, buffer);
     this->writeRowIfChanged(*c, row, buffer);
+  }
+  // The same with `replaceIfPresent` false writes only the copies that lack the key's row.
+  void hwTableEntryIs(const Key& k, const Result& r, bool replaceIfPresent) {
+    if (replaceIfPresent) {
+      writeAll(k, r);
+      return;
+    }
+    if (!enabled()) return;
+    const HwIndex row = layout_->hwIndexFromKey(k);
+    const auto encodeRow = [&](U8 encoding, U32* buffer) {
+      layout_->encodeRow(k, r, encoding, buffer);
+    };
+    forEachCopyRow(*this, row, encodeRow, [&](const Copy& c, const U32* words) {
+      if (!c.table->hasEntry(row)) c.table->entryWordsIs(row, words, c.words);
+      return true;
+    });
   }
   // Brings every row into a defined state: software's result for a present key; for an absent
   // one the default, written unconditionally on a reset, otherwise only where a copy lacks the
@@ -170,16 +208,18 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
   // The row the library expects: software's result, or for an absent key the default (a kept
-  // row that reads back as the default is expected as it stands).
+  // row that reads back as the default, or as what a removed key is programmed with, is
+  // expected as it stands).
   unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override {
     const Copy* c = copy(id);
     HwTableDescriptor* desc = descriptor(0);
     if (!c || !desc || !desc->enabled() || !c->holds(index)) return 0;
     const Key k = layout_->keyFromHwIndex(index);
     const Result* r = table().entry(k);
-    if (!r && readRow(*c, index, words) &&
-        layout_->decodeRow(index, words) == Desc::defaultResult(k))
-      return c->words;
+    if (!r && readRow(*c, index, words)) {
+      const Result held = layout_->decodeRow(index, words);
+      if (held == Desc::defaultResult(k) || held == layer2Removed<Desc>(k)) return c->words;
+    }
     encode(k, r ? *r : Desc::defaultResult(k), *c, words);
     return c->words;
   }

@@ -1,6 +1,8 @@
 #include "TarnSwitchTable/TarnTableModules.h"
 
+#include "TarnSwitchTable/TarnParityTypes.h"
 #include "TarnSwitchTable/TarnTableArp.h"
+#include "TarnSwitchTable/TarnTableCopp.h"
 #include "TarnSwitchTable/TarnTableFloodSet.h"
 #include "TarnSwitchTable/TarnTableHashBase.h"
 #include "TarnSwitchTable/TarnTableL2Control.h"
@@ -52,6 +54,8 @@ void registerModules() {
   registerTableModule<NativeVlanTable, NativeVlanLayout>();
   registerTableModule<LagGroupTable, LagGroupLayout>();
   registerTableModule<LagLookUpTable, LagLookUpLayout>();
+  registerTableModule<CoppTable, CoppLayout>();
+  registerParityTypes();
 }
 
 }  // namespace TarnSwitchTable

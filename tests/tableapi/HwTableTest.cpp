@@ -47,6 +47,22 @@ TEST(RegisterMappingTest, ConstMappingServesEveryRow) {
             (Strings{"r0", "r0", ""}));  // a word without a register has none
 }
 
+// getRegister answers a row's own collection: the mapping's, or an empty one for a row the
+// mapping has none for; both valid unless the mapping cleared the flag.
+TEST(RegisterMappingTest, GetRegisterAnswersEmptyCollectionsForRowsWithoutRegisters) {
+  auto regs = Fen::makePtr<HwAddressColl>();
+  regs->addressIs(1, "r1");
+  auto none = Fen::makePtr<HwAddressColl>();
+  none->validIs(false);
+  HwTableRegisterMappingColl m("m");
+  m.regsIs(3, regs);
+  m.regsIs(4, none);
+  EXPECT_EQ(m.getRegister(3).ptr(), regs.ptr());
+  EXPECT_FALSE(regs->empty());
+  EXPECT_TRUE(m.getRegister(4)->empty() && !m.getRegister(4)->valid());
+  EXPECT_TRUE(m.getRegister(5)->empty() && m.getRegister(5)->valid());
+}
+
 // Random writes, deletes, corruption marks and damage on a table [2, 9], at indices 0..11 (so some
 // lie outside), against a model of its rows: a read returns the row, leaving
 // the output alone when there is none, and raises while the row is marked corrupt, present or not,

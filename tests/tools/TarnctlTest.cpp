@@ -249,6 +249,7 @@ TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   for (const char* profile : {"default", "legacy"}) {
     ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/lpm-demo.tarn");
     ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/layer2-demo.tarn");
+    ok(std::string("run -q --profile ") + profile + " " + TARN_EXAMPLES_DIR + "/copp-demo.tarn");
   }
   // The layer-3 demo on both profiles: every check passes, the warm restart rewrites the four
   // damaged rows and the one that keeps software writes nothing.
@@ -321,6 +322,77 @@ TEST_F(TarnctlTest, LpmKeysTheTablesCannotTakeAreRefusedWithExitTwo) {
             R"({"bucket":0,"index":0,"way":0,"words":[4027572224,1057029123,128,0,917504,0]})");
   EXPECT_EQ(rows[1024]["way"], 1);
   EXPECT_EQ(rows[1024]["words"][5], 0x7E424800u);
+}
+
+// CoPP in the dump: the key by name, the CPU transmit copy (id K) as configured, each pipeline
+// its share (1000 -> 660 with two pipelines), 0 after a delete; warm restarts over it write
+// nothing; registers by API level.
+TEST_F(TarnctlTest, CoppDumpHoldsTheCpuTransmitValueAndThePipelineShares) {
+  const std::string s = file("c.tarn",
+                             "set copp key=coppIgmpLimit value=1000\n"
+                             "set copp key=coppMacLearnLimit value=151\n"
+                             "del copp key=coppMacLearnLimit\n"
+                             "restart warm keep\nrestart warm\ncheck\n");
+  const auto summary = nlohmann::json::parse(
+      ok("run -q --json --tables copp --profile legacy " + s + " --dump " + path("d.json")));
+  EXPECT_EQ(summary["restarts"][0]["writes"], 0);  // restarts over matching hardware
+  EXPECT_EQ(summary["restarts"][1]["writes"], 0);
+  const auto t = nlohmann::json::parse(readFile(path("d.json")))["tables"][0];
+  auto entry = [](const std::string& key, const std::string& value) {
+    return R"({"key":{"key":")" + key + R"("},"result":{"value":)" + value +
+           R"(},"text":"Value('TarnSwitchTable::CoppKey', ** {'key': )" + key +
+           "}) Value('TarnSwitchTable::CoppEntry', ** {'value': " + value + "})\"}";
+  };
+  EXPECT_EQ(t["software"].dump(),  // the removed limit comes back as 0
+            "[" + entry("coppIgmpLimit", "1000") + "," + entry("coppMacLearnLimit", "0") + "]");
+  ASSERT_EQ(t["hardware"].size(), 3u);
+  for (unsigned id = 0; id < 3; ++id) {
+    const auto& hw = t["hardware"][id];
+    EXPECT_EQ(hw["name"], "copp.Copp[" + std::to_string(id) + "]");
+    ASSERT_EQ(hw["rows"].size(), 11u);
+    EXPECT_EQ(hw["rows"][0]["words"].dump(), "[31250000]");
+    EXPECT_EQ(hw["rows"][2]["words"].dump(), id == 2 ? "[1000]" : "[660]");
+    EXPECT_EQ(hw["rows"][9]["words"].dump(), "[0]");
+    EXPECT_EQ(hw["rows"][10]["words"].dump(), "[4294967295]");
+  }
+  EXPECT_TRUE(has(ok("encode copp key=coppFwdIncludesCpuLimit value=151 --profile legacy"),
+                  "HwTableId 0 copp.Copp[0] HwIndex 4\n"
+                  "  word 0 0x00000063 pipeline[0]/rate_limiter/packet_forwarding_limit\n"));
+  EXPECT_TRUE(has(ok("encode copp key=coppFwdIncludesCpuLimit value=151"),
+                  "HwTableId 4 copp.Copp[4] HwIndex 4\n"
+                  "  word 0 0x00000097 cpu_tx_pipeline[0]/rate_limiter/l2_packet_limit\n"));
+}
+
+// parity pack and unpack: the packed word and the identifier's text form; bad fields, words
+// and pipes exit 2 naming the input.
+TEST_F(TarnctlTest, ParityPacksAndUnpacksSourceIdentifiers) {
+  const std::string id =
+      "0x01000002 Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': vlanMembership, "
+      "'pipeId': 1})\n";
+  EXPECT_EQ(ok("parity pack parityTable=vlanMembership pipeId=1"), id);
+  EXPECT_EQ(ok("parity unpack 0x01FFFF02"), id);
+  EXPECT_EQ(ok("parity unpack 16777218"), id);
+  const std::string pipe =
+      "TarnSwitch::PipeId::value < TarnSwitch::PipeId::min or > TarnSwitch::PipeId::null not "
+      "allowed\n";
+  const std::pair<std::string, std::string> refused[] = {
+      {"parity unpack 0x0E000000", "tarnctl: parity unpack: 0x0E000000: " + pipe},
+      {"parity pack pipeId=14", "tarnctl: parity pack: pipeId=14: " + pipe},
+      {"parity pack parityTable=vlan",
+       "tarnctl: parity pack: parityTable=vlan: \"a name of TarnSwitchTable::ParityTable\", "
+       "instead got vlan\n"},
+      {"parity pack table=1",
+       "tarnctl: parity pack: expected FIELD=VALUE with a field of parityTable, pipeId, got "
+       "'table=1'\n"},
+      {"parity unpack 0x100000000",
+       "tarnctl: parity unpack: 0x100000000: U32::value > 4294967295 not allowed\n"},
+  };
+  for (const auto& [args, message] : refused) {
+    const Result r = tarnctl(args);
+    EXPECT_EQ(r.code, 2) << args;
+    EXPECT_EQ(r.out, "") << args;
+    EXPECT_EQ(r.err, message) << args;
+  }
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {

@@ -1,5 +1,5 @@
 // tarnctl: drives the table library on the simulated chip. Commands: run, encode, decode,
-// tables, profiles. Exit status 0 on success, 1 when a check failed, 2 on any error.
+// tables, profiles, parity. Exit status 0 on success, 1 when a check failed, 2 on any error.
 #include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
@@ -11,6 +11,7 @@
 #include "Errors.h"
 #include "Fen/File.h"
 #include "Fen/Trace.h"
+#include "Parity.h"
 #include "Profile.h"
 #include "Script.h"
 #include "TarnSwitchTable/TarnTableModules.h"
@@ -214,6 +215,24 @@ void addCodec(CLI::App& app, CodecArgs& a, int& result) {
   });
 }
 
+// tarnctl parity pack FIELD=VALUE... | parity unpack WORD
+void addParity(CLI::App& app, std::vector<std::string>& values, int& result) {
+  auto* parity = app.add_subcommand("parity", "Pack and unpack a parity source identifier");
+  parity->require_subcommand(1, 1);
+  auto* pack = parity->add_subcommand("pack", "The packed word of an identifier");
+  pack->add_option("FIELD=VALUE", values, "parityTable=NAME|N, pipeId=N")->required();
+  pack->callback([&] {
+    std::cout << parityPackText(values);
+    result = exitOk;
+  });
+  auto* unpack = parity->add_subcommand("unpack", "The identifier of a packed word");
+  unpack->add_option("WORD", values, "packed word (decimal or 0x hex)")->required()->expected(1);
+  unpack->callback([&] {
+    std::cout << parityUnpackText(values.at(0));
+    result = exitOk;
+  });
+}
+
 void printTables() {
   for (const auto* c : registeredTables()) {
     ToolTable t(*c);
@@ -235,6 +254,8 @@ int cli(int argc, char** argv) {
   CodecArgs codecArgs;
   addRun(app, runArgs, result);
   addCodec(app, codecArgs, result);
+  std::vector<std::string> parityArgs;
+  addParity(app, parityArgs, result);
   app.add_subcommand("tables", "Every registered table with its key and result fields")
       ->callback(printTables);
   app.add_subcommand("profiles", "The built-in chip profiles")->callback([] {

@@ -24,6 +24,18 @@ const std::string& HwAddressColl::address(DataArrayIndex i) const {
   return names_[i.value()];
 }
 
+bool HwAddressColl::empty() const {
+  for (const std::string& n : names_) {
+    if (!n.empty()) return false;
+  }
+  return true;
+}
+
+Fen::PtrConst<HwAddressColl> HwTableRegisterMapping::getRegister(HwIndex index) const {
+  if (const HwAddressColl* regs = addresses(index)) return Fen::PtrConst<HwAddressColl>(regs);
+  return Fen::makePtr<HwAddressColl>();
+}
+
 void HwTableRegisterMappingRange::regsIs(HwIndex highest, Fen::PtrConst<HwAddressColl> regs) {
   ranges_[highest] = std::move(regs);
 }

@@ -9,16 +9,22 @@
 
 namespace TarnSwitchApi {
 
-// Register name per data word of a row.
+// Register name per data word of a row, and whether the row has its registers at the chip's
+// hardware API level (`valid`, true when made; a mapping clears it for a row that level lacks).
 class HwAddressColl : public Fen::PtrInterface {
  public:
   const char* fwkType() const override { return "TarnSwitchApi::HwAddressColl"; }
   void addressIs(DataArrayIndex i, const std::string& name);
   // The register of word i, or an empty string when the word has none.
   const std::string& address(DataArrayIndex i) const;
+  // Whether no word has a register.
+  bool empty() const;
+  bool valid() const { return valid_; }
+  void validIs(bool v) { valid_ = v; }
 
  private:
   std::string names_[hwEntryMaxWords];
+  bool valid_ = true;
 };
 
 class HwTableRegisterMapping : public Fen::PtrInterface {
@@ -27,6 +33,9 @@ class HwTableRegisterMapping : public Fen::PtrInterface {
   const std::string& name() const { return name_; }
   // The registers of row `index`, or nullptr when the mapping has none for it.
   virtual const HwAddressColl* addresses(HwIndex index) const = 0;
+  // The registers of row `index` as a collection of its own: those of `addresses`, or an empty
+  // one when there are none.
+  virtual Fen::PtrConst<HwAddressColl> getRegister(HwIndex index) const;
 
  private:
   std::string name_;
