@@ -1,7 +1,6 @@
 #include "TarnSwitchTable/TarnTableLpmBase.h"
 
 #include "Fen/Assert.h"
-#include "Keel/BitStream.h"
 #include "TarnSwitch/CrcHash.h"
 #include "TarnSwitch/Parity.h"
 
@@ -10,8 +9,22 @@ namespace {
 
 Fen::TraceHandle lpmBaseTrace("TarnTableLpmBase");
 
-U8* bytes(U32* words) {
-  return reinterpret_cast<U8*>(words);
+// A field of at most 32 bits at bit `low` of a row's words 0..3, numbered as the bit-stream
+// helpers number them (bit n is bit n % 32 of word n / 32), read and written a word pair at a
+// time: these run for every row of a stride table at each start.
+U64 wordPair(const U32* w, U32 low) {
+  return U64(w[low / 32]) | (U64(w[low / 32 + 1]) << 32);
+}
+
+void putField(U32* w, U32 low, U32 len, U32 value) {
+  const U64 mask = ((U64(1) << len) - 1) << (low % 32);
+  const U64 pair = (wordPair(w, low) & ~mask) | ((U64(value) << (low % 32)) & mask);
+  w[low / 32] = U32(pair);
+  w[low / 32 + 1] = U32(pair >> 32);
+}
+
+U32 getField(const U32* w, U32 low, U32 len) {
+  return U32((wordPair(w, low) >> (low % 32)) & ((U64(1) << len) - 1));
 }
 
 }  // namespace
@@ -50,30 +63,29 @@ void LpmStrideRows::encode(bool valid, const TarnSwitch::LpmKey& key, const LpmR
                            U32* b) const {
   const U32 m = compareWidth, at = compareWidth + resultShift;
   const U32 address = key.prefix.address().value();
-  Keel::bitStreamSet(bytes(b), 0, U8(m - 2), address >> (34 - m));
-  Keel::bitStreamSet(bytes(b), U16(m - 2), 2, key.vrfId % 4u);
-  Keel::bitStreamSet(bytes(b), U16(at), 1, valid ? 1 : 0);
+  putField(b, 0, m - 2, address >> (34 - m));
+  putField(b, m - 2, 2, key.vrfId % 4u);
+  putField(b, at, 1, valid ? 1 : 0);
   for (U32 c = 0; c < LpmResult::cellCount; ++c) {
-    const U32 cell = result.cells[c].hwEncoding(false, hwApi) & 0x3FFFu;
-    Keel::bitStreamSet(bytes(b), U16(at + 1 + cellResultWidth * c), cellResultWidth, cell);
+    const U32 cell = result.cells[c].hwEncoding(false, hwApi);
+    putField(b, at + 1 + cellResultWidth * c, cellResultWidth, cell);
   }
-  Keel::bitStreamSet(bytes(b), U16(at + 57), 1, result.cpuTrap ? 1 : 0);
-  Keel::bitStreamSet(bytes(b), U16(at + 58), 1, 0);
-  Keel::bitStreamSet(bytes(b), U16(at + 58), 1, TarnSwitch::parityU32Array(b, 3));
+  putField(b, at + 57, 1, result.cpuTrap ? 1 : 0);
+  putField(b, at + 58, 1, 0);
+  putField(b, at + 58, 1, TarnSwitch::parityU32Array(b, 3));
   b[5] = address;
 }
 
 bool LpmStrideRows::decode(const U32* w, TarnSwitch::LpmKey& key, LpmResult& result) const {
   const U32 m = compareWidth, at = compareWidth + resultShift;
-  key.vrfId = U8(Keel::bitStreamGet(w, m - 2, m - 1));
+  key.vrfId = U8(getField(w, m - 2, 2));
   key.prefix = Lanx::Prefix(Lanx::Ip4Addr(w[5]), U8(prefixBaseLen));
   for (U32 c = 0; c < LpmResult::cellCount; ++c) {
-    const U32 low = at + 1 + cellResultWidth * c;
-    const U32 cell = U32(Keel::bitStreamGet(w, low, low + cellResultWidth - 1));
-    result.cellResultIs(EntryCellIndex(c), EntryCellResult::fromHwEncoding(cell, 0, false, hwApi));
+    const U32 cell = getField(w, at + 1 + cellResultWidth * c, cellResultWidth);
+    result.cells[c] = EntryCellResult::fromHwEncoding(cell, 0, false, hwApi);
   }
-  result.cpuTrap = Keel::bitStreamGet(w, at + 57, at + 57) != 0;
-  return Keel::bitStreamGet(w, at, at) != 0;
+  result.cpuTrap = getField(w, at + 57, 1) != 0;
+  return getField(w, at, 1) != 0;
 }
 
 }  // namespace TarnSwitchTable

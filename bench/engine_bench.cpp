@@ -6,7 +6,11 @@
 // - an unchanged ARP entry (one read and compare) against finding the key in a hash map, reading
 //   the row's words from the store and comparing them;
 // - warm restarts of a full ARP table and of a half-full 3 x 8192 hashed table, with software
-//   kept or empty, against reading every row and comparing it with an image of the table.
+//   kept or empty, against reading every row and comparing it with an image of the table;
+// - warm restarts of the eight hardware LPM tables of the default chip (/11 table full, stride
+//   tables half full), against reading every row of each;
+// - programming a stride table up to 90 % of its capacity (inserts with their moves) against
+//   writing the rows it ends with; `entries_per_s` gives the rate.
 // Traces stay off, as in production. Counters also give the heap allocations of the path per
 // batch and the bytes each installed entry holds.
 #include <benchmark/benchmark.h>
@@ -18,6 +22,7 @@
 
 #include "Fen/Collection.h"
 #include "TarnSwitchTable/TarnTableArp.h"
+#include "TarnSwitchTable/TarnTableLpmTables.h"
 #include "support/TestTables.h"
 
 // Heap allocations of the whole process so far (alloc_count.cpp).
@@ -237,6 +242,166 @@ void BM_HashWarmRestartEmpty(benchmark::State& state) {
   warmRestarts(state, s.chip, *s.table, HalfHash::make, false);
 }
 
+// A result per n whose cells read back as written.
+LpmResult lpmResult(U32 n) {
+  LpmResult r;
+  r.cellResultIs(n % 4, EntryCellResult(TarnSwitch::NexthopIndexes(n % 56, 0, U8(n)), 33));
+  r.cpuTrap = n % 3 == 0;
+  return r;
+}
+
+// Stride key n of a member: routing instance n % 4 over consecutive base-length blocks.
+template <class T>
+TarnSwitch::LpmKey strideKey(U32 n) {
+  const U32 shift = T::Layout::Entry::ipv4DipShift;
+  return TarnSwitch::LpmKey(U8(n % 4),
+                            Lanx::Prefix(Lanx::Ip4Addr((n / 4) << shift), U8(32 - shift)));
+}
+
+// Fills a started stride table with keys in a scattered order until it holds `count` entries,
+// skipping the keys the capacity query refuses; the keys placed, in order.
+template <class T>
+std::vector<TarnSwitch::LpmKey> fillStride(T& table, U32 count) {
+  std::vector<TarnSwitch::LpmKey> placed;
+  const U32 bits = std::min<U32>(32 - T::Layout::Entry::ipv4DipShift + 2, 24);
+  const U32 span = 1u << bits;  // keys drawn from the first 2^bits, a power of two
+  for (U32 n = 0; placed.size() < count && n < span; ++n) {
+    const TarnSwitch::LpmKey k = strideKey<T>((n * 2654435761u) & (span - 1));
+    if (!table.entryInsertable(k)) continue;
+    table.entryIs(k, lpmResult(n));
+    placed.push_back(k);
+  }
+  return placed;
+}
+
+// The eight hardware LPM tables of the default chip: every /11 row set, each stride table half
+// full.
+struct LpmTables {
+  ChipPtr chip = defaultChip();
+  Fen::Ptr<Lpm11Table> lpm11 = lpm11TableFactory("lpm");
+  std::tuple<Fen::Ptr<Lpm14Table>, Fen::Ptr<Lpm17Table>, Fen::Ptr<Lpm20Table>, Fen::Ptr<Lpm23Table>,
+             Fen::Ptr<Lpm26Table>, Fen::Ptr<Lpm29Table>, Fen::Ptr<Lpm32Table>>
+      strides;
+  U32 entries = 0;
+
+  LpmTables() {
+    TarnSwitchApi::startSwTable(*lpm11, chip, TarnSwitchApi::StartMode::cold);
+    for (HwIndex row = 0; row <= Lpm11Layout::lastRow; ++row)
+      lpm11->entryIs(Lpm11Layout::keyFromHwIndex(row),
+                     Lpm11Result(lpmResult(row).cellResult(0), row % 2 == 0));
+    std::apply([&](auto&... t) { (start(t), ...); }, strides);
+  }
+  template <class T>
+  void start(Fen::Ptr<T>& t) {
+    t = Fen::makePtr<T>("lpm");
+    TarnSwitchApi::startSwTable(*t, chip, TarnSwitchApi::StartMode::cold);
+    fillStride(*t, T::Layout::hashBuckets * T::Layout::hashWays / 2);
+  }
+  // New tables for a restart, given the software entries of these when `keep`.
+  struct Fresh {
+    Fen::Ptr<Lpm11Table> lpm11;
+    decltype(LpmTables::strides) strides;
+  };
+  Fresh fresh(bool keep) const {
+    Fresh f{refill(lpm11, keep), {}};
+    f.strides =
+        std::apply([&](const auto&... t) { return std::make_tuple(refill(t, keep)...); }, strides);
+    return f;
+  }
+  template <class T>
+  static Fen::Ptr<T> refill(const Fen::Ptr<T>& full, bool keep) {
+    auto t = Fen::makePtr<T>("lpm");
+    if (keep) full->entry().forEach([&](const auto& k, const auto& r) { t->entryIs(k, r); });
+    return t;
+  }
+  // Starts the new tables warm on this chip; the entries they then hold.
+  U32 restart(const Fresh& f) const {
+    U32 held = warm(f.lpm11);
+    std::apply([&](const auto&... t) { ((held += warm(t)), ...); }, f.strides);
+    return held;
+  }
+  template <class T>
+  U32 warm(const Fen::Ptr<T>& t) const {
+    TarnSwitchApi::startSwTable(*t, chip, TarnSwitchApi::StartMode::warm);
+    return U32(t->entry().size());
+  }
+  // Every copy of every table (the restart reads both mirrors).
+  std::vector<Scan> scans() const {
+    std::vector<Scan> out;
+    auto add = [&](const auto& t) {
+      for (const auto& c : t->profileConvertor()->copies()) out.emplace_back(*c.table);
+    };
+    add(lpm11);
+    std::apply([&](const auto&... t) { (add(t), ...); }, strides);
+    return out;
+  }
+  U32 entryCount() const {
+    U32 n = U32(lpm11->entry().size());
+    std::apply([&](const auto&... t) { ((n += U32(t->entry().size())), ...); }, strides);
+    return n;
+  }
+};
+
+void lpmWarmRestarts(benchmark::State& state, bool keep) {
+  LpmTables s;
+  const std::vector<Scan> scans = s.scans();
+  double rows = 0;
+  for (const Scan& scan : scans) rows += double(scan.image.size());
+  const U64 writes = s.chip->writeCount();
+  U32 held = 0;
+  LpmTables::Fresh fresh;
+  paired(
+      state, rows, [&] { fresh = s.fresh(keep); }, [&] { held = s.restart(fresh); },
+      [&] {
+        for (const Scan& scan : scans) scan();
+      });
+  if (s.chip->writeCount() != writes || held != s.entryCount())
+    state.SkipWithError("a warm restart over matching hardware changed something");
+}
+void BM_LpmWarmRestartKept(benchmark::State& state) {
+  lpmWarmRestarts(state, true);
+}
+void BM_LpmWarmRestartEmpty(benchmark::State& state) {
+  lpmWarmRestarts(state, false);
+}
+
+// A stride table programmed from empty to 90 % of its locations (the keys the capacity query
+// accepted on a first fill, in the same order), against writing the rows that fill leaves.
+template <class T>
+void BM_LpmStrideProgramming(benchmark::State& state) {
+  ChipPtr chip = defaultChip();
+  auto first = Fen::makePtr<T>("lpm");
+  TarnSwitchApi::startSwTable(*first, chip, TarnSwitchApi::StartMode::cold);
+  const U32 target = T::Layout::hashBuckets * T::Layout::hashWays * 9 / 10;
+  const std::vector<TarnSwitch::LpmKey> keys = fillStride(*first, target);
+  HwTableConfig& hw = *first->profileConvertor()->copies().front().table;
+  std::vector<HwEntryConfig> rows;  // the row of each key where the fill left it
+  for (const auto& k : keys) {
+    CuckooLocation at;
+    first->cuckooHashTable()->lookupItem(Fen::PtrConst<Keel::Cuckoo::HashItem>(first->ownItem(k)),
+                                         &at);
+    rows.push_back(*hw.storedEntry(first->profileConvertor()->hwIndex(at)));
+  }
+  Fen::Ptr<T> table;
+  unsigned long long moves = 0;
+  paired(
+      state, double(keys.size()),
+      [&] {
+        table = Fen::makePtr<T>("lpm");
+        TarnSwitchApi::startSwTable(*table, chip, TarnSwitchApi::StartMode::cold);
+      },
+      [&] {
+        for (const auto& k : keys) table->entryIs(k, *first->entry(k));
+      },
+      [&] {
+        for (const HwEntryConfig& row : rows) hw.entryWordsIs(row.index(), row.dataArray(), 6);
+      });
+  moves = table->cuckooHashTable()->moveCount();
+  if (keys.size() != target) state.SkipWithError("the capacity query refused a 90 % fill");
+  state.counters["entries_per_s"] = 1e9 / state.counters["path_ns"];
+  state.counters["moves_per_entry"] = double(moves) / double(keys.size());
+}
+
 }  // namespace
 
 BENCHMARK(BM_ChangedEntry)->Iterations(400);
@@ -245,3 +410,14 @@ BENCHMARK(BM_DirectWarmRestartKept)->Iterations(60)->Unit(benchmark::kMillisecon
 BENCHMARK(BM_DirectWarmRestartEmpty)->Iterations(60)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_HashWarmRestartKept)->Iterations(30)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_HashWarmRestartEmpty)->Iterations(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LpmWarmRestartKept)->Iterations(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LpmWarmRestartEmpty)->Iterations(10)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_LpmStrideProgramming, Lpm14Table)
+    ->Iterations(5)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_LpmStrideProgramming, Lpm26Table)
+    ->Iterations(5)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_LpmStrideProgramming, Lpm32Table)
+    ->Iterations(5)
+    ->Unit(benchmark::kMillisecond);

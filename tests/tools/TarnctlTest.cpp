@@ -348,6 +348,53 @@ TEST_F(TarnctlTest, ExampleScriptsRunCleanly) {
   ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/arp-demo.tarn");
   EXPECT_TRUE(has(ok("run -q " + std::string(TARN_EXAMPLES_DIR) + "/routes.tarn"),
                   "lookup 0 10.1.2.200: lpm26 10.1.2.0/24 cell 3 -> "));
+  for (const char* profile : {"default", "legacy"})
+    ok("run -q --profile " + std::string(profile) + " " + TARN_EXAMPLES_DIR + "/lpm-demo.tarn");
+}
+
+// LPM keys the tables cannot take are refused before anything changes, naming table and key:
+// one the stride table has no location for (0.0.0.0/21, 126.66.72.0/21 and 130.198.216.0/21 of
+// instance 0 share both buckets of the /23 member), a routing instance above 3, a key of another
+// length, a prefix with host bits. The run stops there (exit 2) and writes no output file.
+TEST_F(TarnctlTest, LpmKeysTheTablesCannotTakeAreRefusedWithExitTwo) {
+  const std::string key = "Value('TarnSwitch::LpmKey', ** {'vrfId': ";
+  const std::pair<std::string, std::string> cases[] = {
+      {"set lpm23 vrfId=0 prefix=130.198.216.0/21",
+       "table lpm23 is full: no placement of its entries holds key " + key +
+           "0, 'prefix': 130.198.216.0/21}); nothing changed\n"},
+      {"set lpm11 vrfId=4 prefix=10.0.0.0/11 cpuTrap=true",
+       "table lpm11 refuses key " + key +
+           "4, 'prefix': 10.0.0.0/11}): TarnSwitchTable::Lpm11Table::vrfId > 3 not allowed; "
+           "nothing changed\n"},
+      {"del lpm32 vrfId=0 prefix=10.0.0.0/29",
+       "table lpm32 refuses key " + key +
+           "0, 'prefix': 10.0.0.0/29}): key.prefix().len() == prefixBaseLen() does not hold; "
+           "nothing changed\n"},
+      {"set lpm14 vrfId=0 prefix=10.8.0.0/12",
+       "lpm14: prefix=10.8.0.0/12: Lanx::Prefix::validAsPrefix != true not allowed\n"},
+  };
+  for (const auto& [text, message] : cases) {
+    const std::string script = file("lpm.tarn",
+                                    "set lpm23 vrfId=0 prefix=0.0.0.0/21\n"
+                                    "set lpm23 vrfId=0 prefix=126.66.72.0/21\n" +
+                                        text + "\nset lpm23 vrfId=1 prefix=0.0.0.0/21\n");
+    const Result r = tarnctl("run -q --profile legacy --dump " + path("d.json") + " " + script);
+    EXPECT_EQ(r.code, 2) << text;
+    EXPECT_EQ(r.err, script + ":3: " + message);
+    EXPECT_EQ(readFile(path("d.json")), "") << text;
+  }
+  // The two keys that fit, in the dump: way 0 and way 1 of bucket 0, words 0..5 (compare field
+  // 0, valid bit 13, four null cells, parity; word 4 the location and hash-block number 3).
+  ok("run -q --profile legacy --tables lpm23 --dump " + path("d.json") + " " +
+     file("fit.tarn",
+          "set lpm23 vrfId=0 prefix=0.0.0.0/21\nset lpm23 vrfId=0 "
+          "prefix=126.66.72.0/21\n"));
+  const auto rows =
+      nlohmann::json::parse(readFile(path("d.json")))["tables"][0]["hardware"][0]["rows"];
+  EXPECT_EQ(rows[0].dump(),
+            R"({"bucket":0,"index":0,"way":0,"words":[4027572224,1057029123,128,0,917504,0]})");
+  EXPECT_EQ(rows[1024]["way"], 1);
+  EXPECT_EQ(rows[1024]["words"][5], 0x7E424800u);
 }
 
 TEST_F(TarnctlTest, TablesProfilesAndVersion) {

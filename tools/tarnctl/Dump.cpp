@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "TarnSwitchTable/TarnTableHashBase.h"
+
 namespace Tarnctl {
 namespace {
 
@@ -26,6 +28,7 @@ Json softwareJson(const ToolTable& t) {
 Json hardwareJson(const ToolTable& t) {
   Json copies = Json::array();
   auto& conv = t.convertor();
+  const auto* hashed = dynamic_cast<const TarnSwitchTable::HashBaseConvertor*>(&conv);
   for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
     const TarnSwitchApi::HwTableConfig* hw = conv.hwTable(id);
     if (!hw) continue;
@@ -35,7 +38,13 @@ Json hardwareJson(const ToolTable& t) {
       if (!row) continue;
       Json words = Json::array();
       for (unsigned w = 0; w < row->words(); ++w) words.push_back(row->dataArray()[w]);
-      rows.push_back(Json{{"index", i}, {"words", std::move(words)}});
+      Json out{{"index", i}, {"words", std::move(words)}};
+      if (hashed) {  // a hashed row also gives its location
+        const auto at = hashed->cuckooLocation(TarnSwitchApi::HwIndex(i));
+        out["way"] = at.tableId.value();
+        out["bucket"] = at.bucket;
+      }
+      rows.push_back(std::move(out));
     }
     copies.push_back(Json{{"id", id},
                           {"name", hw->name()},

@@ -86,8 +86,21 @@ void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
   TarnSwitchApi::startSwTable(*table_, chip, mode);
 }
 
+namespace {
+
+// What a table without hardware (a front table that only holds software entries) shows: a
+// convertor with no hardware tables.
+class NoHardware : public TarnSwitchApi::SwTableProfileConvertor {
+ public:
+  void doCreateHwTables(TarnSwitchApi::TableState, bool) override {}
+};
+
+}  // namespace
+
 TarnSwitchApi::SwTableProfileConvertor& ToolTable::convertor() const {
-  return *table_->profileConvertorPtr();
+  static const Fen::Ptr<NoHardware> none = Fen::makePtr<NoHardware>();
+  TarnSwitchApi::SwTableProfileConvertor* c = table_->profileConvertorPtr();
+  return c ? *c : *none;
 }
 
 TarnSwitchApi::HwTableConfig& ToolTable::hwCopy(TarnSwitchApi::HwTableId id) const {
