@@ -4,7 +4,7 @@
 
 namespace TarnSwitchTable {
 
-// One stride table as the programmer uses it: whatever its member class, the same five calls.
+// One stride table as the programmer uses it, whatever its member class.
 class StrideTableRef {
  public:
   virtual ~StrideTableRef() = default;

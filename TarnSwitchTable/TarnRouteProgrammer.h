@@ -49,7 +49,7 @@ class RouteTableFullException : public RouteRefusedException {
 };
 
 // The tables a programmer writes: the /11 table and the seven stride tables, each started on
-// the chip (or not yet: entries set before a start are programmed by it).
+// the chip (a stride table not yet started has no room: every route that needs it is refused).
 struct RouteTables {
   Fen::Ptr<Lpm11Table> lpm11;
   Fen::Ptr<Lpm14Table> lpm14;
@@ -83,7 +83,8 @@ class RouteProgrammer {
   static constexpr U8 firstStrideBase = 12;  // bases 12, 15, ..., 30
   static constexpr U8 strideWidth = 3;
 
-  // Binds the tables; they should hold no entries yet (or those of tablesIs below).
+  // Binds the tables, which hold no entries yet. Every table must be given: a missing one stops
+  // the process (assertion "t.lpm11", or "table" for a stride table).
   explicit RouteProgrammer(const RouteTables& tables);
   ~RouteProgrammer();
   RouteProgrammer(const RouteProgrammer&) = delete;

@@ -3,6 +3,7 @@
 // randomized route history checked against a plain longest-prefix match over the route list.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -109,24 +110,24 @@ class RouteProgrammerTest : public ::testing::Test {
     }
   }
   U64 writes() const { return chip_->writeCount(); }
-  // Every software entry and every hardware row of the eight tables, as text.
-  std::string state() const {
-    std::string out;
+  // Every software entry (as text) and every word of every hardware row of the eight tables.
+  std::pair<std::string, std::vector<U32>> state() const {
+    std::pair<std::string, std::vector<U32>> out;
     for (auto* t : all()) {
       auto& access = dynamic_cast<EntryAccess&>(*t);
-      access.entryForEach([&](const void* k, const void* r) { out += access.entryStrep(k, r); });
+      access.entryForEach(
+          [&](const void* k, const void* r) { out.first += access.entryStrep(k, r) + "\n"; });
       auto& conv = *t->profileConvertorPtr();
       for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
         const auto* hw = conv.hwTable(id);
         for (U64 i = hw->lower(); i <= hw->upper(); ++i) {
           for (U32 w : TarnTest::rowWords(*hw, TarnSwitchApi::HwIndex(i), 6))
-            out += std::to_string(w) + " ";
+            out.second.push_back(w);
         }
       }
     }
     return out;
   }
-
   TarnTest::ChipPtr chip_ = TarnTest::makeChip("default");
   RouteTables tables_;
   std::unique_ptr<RouteProgrammer> routes_;
@@ -332,6 +333,15 @@ TEST_F(RouteProgrammerTest, FullStrideTableRefusesOnlyRoutesNeedingANewEntry) {
   EXPECT_TRUE(hardwareMatchesSoftware());
 }
 
+// Every table must be given.
+TEST(RouteProgrammerDeathTest, AMissingTableStopsTheProcess) {
+  RouteTables t = TarnTest::freshRouteTables();
+  t.lpm26 = nullptr;
+  EXPECT_DEATH(RouteProgrammer{t}, "Assertion `table'");
+  t.lpm11 = nullptr;
+  EXPECT_DEATH(RouteProgrammer{t}, "Assertion `t.lpm11'");
+}
+
 // --- Randomized route history against a plain longest-prefix match ---------------------------
 
 // The reference: the route list, and for an address the longest route containing it.
@@ -340,12 +350,13 @@ class ReferenceRoutes {
   using Route = std::tuple<U8, U8, U32>;  // vrfId, length, address
   std::map<Route, EntryCellResult> routes;
 
+  // The routes of the routing instance in ascending length: the last that contains a wins.
   const std::pair<const Route, EntryCellResult>* longest(U8 vrfId, U32 a) const {
     const std::pair<const Route, EntryCellResult>* best = nullptr;
-    for (const auto& r : routes) {
-      const auto& [v, len, addr] = r.first;
-      if (v == vrfId && (a & maskOf(len)) == addr && (!best || len > std::get<1>(best->first)))
-        best = &r;
+    const auto end = routes.lower_bound(Route{U8(vrfId + 1), 0, 0});
+    for (auto r = routes.lower_bound(Route{vrfId, 0, 0}); r != end; ++r) {
+      const auto& [v, len, addr] = r->first;
+      if ((a & maskOf(len)) == addr) best = &*r;
     }
     return best;
   }
@@ -453,7 +464,14 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
       }
     }
     ASSERT_EQ(routes_->routeCount(), ref.routes.size());
+    // The boundaries of the changed route and of every route it overlaps: where answers move.
     for (U32 a : boundaries(addr, len)) ASSERT_TRUE(agrees(vrfId, a));
+    for (const auto& [route, cell] : ref.routes) {
+      const auto& [v, l, a] = route;
+      if (v != vrfId || (a & maskOf(std::min(l, len))) != (addr & maskOf(std::min(l, len))))
+        continue;
+      for (U32 b : boundaries(a, l)) ASSERT_TRUE(agrees(v, b));
+    }
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(agrees(src.vrfId(), src.address()));
     if (step % 1000) continue;
     for (const auto& [route, cell] : ref.routes) {
@@ -464,7 +482,7 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
     // Restarts change nothing: software restored, nothing is written; software empty, the
     // tables adopt what hardware holds and the routes bring back what hardware does not keep
     // (aclInfo), so every entry and row ends as it was.
-    const std::string before = state();
+    const auto before = state();
     if (step % 2000) {
       ASSERT_EQ(restart(Restart::warmKeep), 0u) << "a warm restart over matching hardware wrote";
     } else {
