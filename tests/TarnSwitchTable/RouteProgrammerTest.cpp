@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -345,31 +344,40 @@ TEST(RouteProgrammerDeathTest, AMissingTableStopsTheProcess) {
 // --- Randomized route history against a plain longest-prefix match ---------------------------
 
 // The reference: the route list, and for an address the longest route containing it.
+struct ReferenceRoute {
+  U8 vrfId;
+  U8 len;
+  U32 addr;
+  EntryCellResult cell;
+};
 class ReferenceRoutes {
  public:
-  using Route = std::tuple<U8, U8, U32>;  // vrfId, length, address
-  std::map<Route, EntryCellResult> routes;
+  std::vector<ReferenceRoute> routes;
 
-  // The routes of the routing instance in ascending length: the last that contains a wins.
-  const std::pair<const Route, EntryCellResult>* longest(U8 vrfId, U32 a) const {
-    const std::pair<const Route, EntryCellResult>* best = nullptr;
-    const auto end = routes.lower_bound(Route{U8(vrfId + 1), 0, 0});
-    for (auto r = routes.lower_bound(Route{vrfId, 0, 0}); r != end; ++r) {
-      const auto& [v, len, addr] = r->first;
-      if ((a & maskOf(len)) == addr) best = &*r;
+  ReferenceRoute* find(U8 vrfId, U8 len, U32 addr) {
+    for (auto& r : routes) {
+      if (r.vrfId == vrfId && r.len == len && r.addr == addr) return &r;
+    }
+    return nullptr;
+  }
+  const ReferenceRoute* longest(U8 vrfId, U32 a) const {
+    const ReferenceRoute* best = nullptr;
+    for (const auto& r : routes) {
+      if (r.vrfId == vrfId && (a & maskOf(r.len)) == r.addr && (!best || r.len > best->len))
+        best = &r;
     }
     return best;
   }
   // What a lookup must report: the route's cell, the table of its length, the entry that holds
   // it (the address cut to that table's base) and the cell of the two bits after the base.
   RouteLookup expected(U8 vrfId, U32 a) const {
-    const auto* best = longest(vrfId, a);
+    const ReferenceRoute* best = longest(vrfId, a);
     RouteLookup out;
-    out.baseLen = best ? baseOf(std::get<1>(best->first)) : 11;
+    out.baseLen = best ? baseOf(best->len) : 11;
     out.key = TarnSwitch::LpmKey(vrfId,
                                  Lanx::Prefix(Lanx::Ip4Addr(a & maskOf(out.baseLen)), out.baseLen));
     out.cellIndex = out.baseLen == 11 ? 0 : U8((a >> (30 - out.baseLen)) & 3);
-    if (best) out.cell = best->second;
+    if (best) out.cell = best->cell;
     return out;
   }
 };
@@ -415,7 +423,6 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
                " (rerun with TARN_ROUTE_SEED=" + std::to_string(seed) + ")");
   RouteSource src(seed);
   ReferenceRoutes ref;
-  std::vector<ReferenceRoutes::Route> alive;
   auto agrees = [&](U8 vrfId, U32 a) -> ::testing::AssertionResult {
     const RouteLookup got = routes_->lookup(vrfId, Lanx::Ip4Addr(a));
     const RouteLookup want = ref.expected(vrfId, a);
@@ -438,52 +445,52 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
     SCOPED_TRACE("step " + std::to_string(step));
     U8 vrfId, len;
     U32 addr;
-    const bool add = alive.empty() || src.pick(100) < (alive.size() < 300 ? 65u : 45u);
+    const std::size_t alive = ref.routes.size();
+    const bool add = alive == 0 || src.pick(100) < (alive < 300 ? 65u : 45u);
     if (add || src.pick(20) == 0) {  // a new route, a replaced one or a delete of an absent one
       vrfId = src.vrfId();
       len = src.length();
       addr = src.address() & maskOf(len);
     } else {
-      const std::size_t i = src.pick(unsigned(alive.size()));
-      std::tie(vrfId, len, addr) = alive[i];
+      const ReferenceRoute& r = ref.routes[src.pick(unsigned(alive))];
+      std::tie(vrfId, len, addr) = std::tie(r.vrfId, r.len, r.addr);
     }
-    const ReferenceRoutes::Route r{vrfId, len, addr};
     const Lanx::Prefix p(Lanx::Ip4Addr(addr), len);
+    ReferenceRoute* held = ref.find(vrfId, len, addr);
     if (add) {
       const EntryCellResult cell = src.cell();
       routes_->routeIs(vrfId, p, cell);
-      if (!ref.routes.count(r)) alive.push_back(r);
-      ref.routes[r] = cell;
+      if (held) {
+        held->cell = cell;
+      } else {
+        ref.routes.push_back(ReferenceRoute{vrfId, len, addr, cell});
+      }
     } else {
-      const auto it = ref.routes.find(r);
-      ASSERT_EQ(routes_->routeDel(vrfId, p),
-                it == ref.routes.end() ? EntryCellResult() : it->second);
-      if (it != ref.routes.end()) {
-        ref.routes.erase(it);
-        alive.erase(std::find(alive.begin(), alive.end(), r));
+      ASSERT_EQ(routes_->routeDel(vrfId, p), held ? held->cell : EntryCellResult());
+      if (held) {
+        *held = ref.routes.back();
+        ref.routes.pop_back();
       }
     }
     ASSERT_EQ(routes_->routeCount(), ref.routes.size());
     // The boundaries of the changed route and of every route it overlaps: where answers move.
     for (U32 a : boundaries(addr, len)) ASSERT_TRUE(agrees(vrfId, a));
-    for (const auto& [route, cell] : ref.routes) {
-      const auto& [v, l, a] = route;
-      if (v != vrfId || (a & maskOf(std::min(l, len))) != (addr & maskOf(std::min(l, len))))
-        continue;
-      for (U32 b : boundaries(a, l)) ASSERT_TRUE(agrees(v, b));
+    for (const ReferenceRoute& r : ref.routes) {
+      const U32 common = maskOf(std::min(r.len, len));
+      if (r.vrfId != vrfId || (r.addr & common) != (addr & common)) continue;
+      for (U32 b : boundaries(r.addr, r.len)) ASSERT_TRUE(agrees(r.vrfId, b));
     }
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(agrees(src.vrfId(), src.address()));
-    if (step % 1000) continue;
-    for (const auto& [route, cell] : ref.routes) {
-      for (U32 a : boundaries(std::get<2>(route), std::get<1>(route)))
-        ASSERT_TRUE(agrees(std::get<0>(route), a));
+    if (step % 2500) continue;
+    for (const ReferenceRoute& r : ref.routes) {
+      for (U32 a : boundaries(r.addr, r.len)) ASSERT_TRUE(agrees(r.vrfId, a));
     }
     ASSERT_TRUE(hardwareMatchesSoftware());
     // Restarts change nothing: software restored, nothing is written; software empty, the
     // tables adopt what hardware holds and the routes bring back what hardware does not keep
     // (aclInfo), so every entry and row ends as it was.
     const auto before = state();
-    if (step % 2000) {
+    if (step % 5000) {
       ASSERT_EQ(restart(Restart::warmKeep), 0u) << "a warm restart over matching hardware wrote";
     } else {
       restart(Restart::warm);
