@@ -481,7 +481,7 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
       for (U32 b : boundaries(r.addr, r.len)) ASSERT_TRUE(agrees(r.vrfId, b));
     }
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(agrees(src.vrfId(), src.address()));
-    if (step % 2500) continue;
+    if (step % 5000) continue;
     for (const ReferenceRoute& r : ref.routes) {
       for (U32 a : boundaries(r.addr, r.len)) ASSERT_TRUE(agrees(r.vrfId, a));
     }
@@ -490,7 +490,7 @@ TEST_F(RouteProgrammerTest, RandomRouteHistoryMatchesALongestPrefixMatchOverTheR
     // tables adopt what hardware holds and the routes bring back what hardware does not keep
     // (aclInfo), so every entry and row ends as it was.
     const auto before = state();
-    if (step % 5000) {
+    if (step % 10000) {
       ASSERT_EQ(restart(Restart::warmKeep), 0u) << "a warm restart over matching hardware wrote";
     } else {
       restart(Restart::warm);

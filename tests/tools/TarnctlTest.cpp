@@ -232,18 +232,19 @@ const std::string lpmTables = "--tables lpm11,lpm14,lpm17,lpm20,lpm23,lpm26,lpm2
 
 // Route lines: routes by line and from a file (cell fields by path or by last name), look-ups
 // that name the table, entry and cell that answered, a delete that re-exposes the shorter route,
-// and warm restarts after which the routes are reprogrammed.
+// warm restarts after which the routes are reprogrammed, and a cold one that drops them.
 TEST_F(TarnctlTest, RouteLinesProgramTheLpmTablesAndLookUpAddresses) {
   file("r.txt",
        "# VRF PREFIX CELLFIELD=VALUE...\n0 10.1.2.0/24 l3LagIndex=4\n\n"
        "0 10.1.2.128/25 nexthopIndexes.l3LagIndex=5 aclInfo=25  # cells 2 and 3\n"
        "1 0.0.0.0/0 rewriteType=1 rewriteIndex=70\n");
-  const std::string s = file("r.tarn",
-                             "route add 0 10.0.0.0/8 l3LagIndex=1\nroute load r.txt\n"
-                             "lookup 0 10.1.2.5\nlookup 0 10.1.2.200\nlookup 0 10.9.0.1\n"
-                             "lookup 1 8.8.8.8\nlookup 0 8.8.8.8\nroute del 0 10.1.2.0/24\n"
-                             "lookup 0 10.1.2.5\nroute show\ncheck\nrestart warm keep\n"
-                             "restart warm\nlookup 0 10.1.2.200\ncheck\n");
+  const std::string s =
+      file("r.tarn",
+           "route add 0 10.0.0.0/8 l3LagIndex=1\nroute load r.txt\n"
+           "lookup 0 10.1.2.5\nlookup 0 10.1.2.200\nlookup 0 10.9.0.1\n"
+           "lookup 1 8.8.8.8\nlookup 0 8.8.8.8\nroute del 0 10.1.2.0/24\n"
+           "lookup 0 10.1.2.5\nroute show\ncheck\nrestart warm keep\n"
+           "restart warm\nlookup 0 10.1.2.200\ncheck\nrestart cold\nroute show\n");
   const Result r = tarnctl("run --json " + lpmTables + s);
   EXPECT_EQ(r.code, 0);
   EXPECT_EQ(r.err, "");
@@ -264,7 +265,8 @@ TEST_F(TarnctlTest, RouteLinesProgramTheLpmTablesAndLookUpAddresses) {
                      "\nroutes: 3\n"
                      "  route add 0 10.0.0.0/8 " +
                      cell(1, 0, 0, 33) + "\n" + "  route add 0 10.1.2.128/25 " + cell(5, 0, 0, 25) +
-                     "\n" + "  route add 1 0.0.0.0/0 " + cell(57, 1, 70, 33) + "\n" + lag5 + "\n");
+                     "\n" + "  route add 1 0.0.0.0/0 " + cell(57, 1, 70, 33) + "\n" + lag5 +
+                     "\nroutes: 0\n");
   const auto summary = nlohmann::json::parse(r.out.substr(r.out.find("{\"lines\"")));
   EXPECT_EQ(summary["checkFailures"], 0);
   // Software restored, nothing is written. Software empty, the entry of the /25 is adopted
@@ -296,6 +298,7 @@ TEST_F(TarnctlTest, BadRouteLinesAndAFullStrideTableExitTwoWithTheirMessage) {
        "route: expected add VRF PREFIX CELLFIELD=VALUE..., del VRF PREFIX, load "
        "FILE or show"},
       {"route load none.txt", "route load: cannot open '" + path("none.txt") + "'"},
+      {"route load " + dir_, "route load: cannot read '" + dir_ + "'"},
       {"route load bad.txt", path("bad.txt") + ":2: route refused: vrfId 0 10.4.0.0/16: its cell "
                                                "is the default cell, which means no route"},
       {"lookup 0", "lookup: expected VRF ADDRESS"},

@@ -210,6 +210,7 @@ void RouteCommands::load(const std::string& given) {
       throw ToolError(path + ":" + std::to_string(lineNo) + ": " + e.what());
     }
   }
+  if (in.bad()) throw ToolError("route load: cannot read '" + path + "'");
 }
 
 void RouteCommands::show(std::ostream& out) {
