@@ -64,6 +64,17 @@ class DescribedEntry : public Base {
   }
 };
 
+// The class whose handleEntry a table's traces name: the layout's `handlerName` when several
+// tables share one implementation of it, or else the table's own class.
+template <class Desc, class = void>
+struct HandlerName {
+  static constexpr const char* value = Desc::tableName;
+};
+template <class Desc>
+struct HandlerName<Desc, std::void_t<decltype(Desc::handlerName)>> {
+  static constexpr const char* value = Desc::handlerName;
+};
+
 // A table's hardware copies as its layout declares them, on the chip of a convertor.
 class HwTables {
  public:

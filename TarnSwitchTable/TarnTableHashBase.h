@@ -276,8 +276,8 @@ class HashTable : public HashBaseTable,
     if (!profileConvertor()) return;
     const Fen::TraceHandle& trace = TarnSwitchTable::moduleTrace<Desc>();
     FEN_TRACE(trace, 8,
-              "void " << Desc::tableName << "::handleEntry(const " << Key::fenTypeName << "&) "
-                      << k.toStrep());
+              "void " << HandlerName<Desc>::value << "::handleEntry(const " << Key::fenTypeName
+                      << "&) " << k.toStrep());
     Entry* owned = ownItem(k);
     if (!r && !owned) return;  // never placed: nothing in hardware
     Fen::Ptr<Entry> item = owned ? Fen::Ptr<Entry>(owned) : newItem();

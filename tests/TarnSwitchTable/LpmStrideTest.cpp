@@ -190,6 +190,21 @@ TEST(LpmStride, CapacityQueryHoldsUntilEveryLocationIsTaken) {
   EXPECT_EQ(lpm.table().cuckooHashTableStatus()->cmdCount(), 0u);
 }
 
+// Every member traces its changes as the one implementation they share.
+TEST(LpmStride, HandleEntryIsTracedAsTheSharedTables) {
+  OnChip<Lpm29Table> lpm("legacy");
+  std::vector<std::string> lines;
+  Fen::traceSinkIs([&](const char*, int, const std::string& text) { lines.push_back(text); });
+  Fen::traceLevelIs("TarnTableLpmTables", 8);
+  lpm.table().entryIs(prefix(2, 0x0A010220u, 27), LpmResult());
+  Fen::traceOffAll();
+  Fen::traceSinkIs(nullptr);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(),
+            "void TarnSwitchTable::LpmBaseTable::handleEntry(const TarnSwitch::LpmKey&) "
+            "Value('TarnSwitch::LpmKey', ** {'vrfId': 2, 'prefix': 10.1.2.32/27})");
+}
+
 TEST(LpmStride, PrefixBaseLengthNotifiesOnlyOnChange) {
   auto t = Lpm20TableIs("lpm20");
   int heard = 0;
