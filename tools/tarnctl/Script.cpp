@@ -86,6 +86,7 @@ ScriptRunner::ScriptRunner(Session& session, RunOptions options, std::ostream& o
 
 void ScriptRunner::run(std::istream& in, const std::string& fileName) {
   lastProgress_ = std::chrono::steady_clock::now();
+  routes_.scriptIs(fileName);
   std::string line;
   Fen::U64 lineNo = 0;
   while (std::getline(in, line)) {
@@ -137,8 +138,8 @@ void ScriptRunner::runLine(std::string_view line) {
   if (writes_) writes_->clear();
   runCommand(args_[0]);
   // Faults, checks and listings write nothing; the commands that may write say so either way.
-  bool mayWrite =
-      args_[0] == "set" || args_[0] == "del" || args_[0] == "clear" || args_[0] == "restart";
+  bool mayWrite = args_[0] == "set" || args_[0] == "del" || args_[0] == "clear" ||
+                  args_[0] == "restart" || args_[0] == "route";
   if (options_.verbose && (mayWrite || !writes_->empty())) printWrites();
 }
 
@@ -168,9 +169,14 @@ void ScriptRunner::runCommand(std::string_view command) {
   } else if (command == "show") {
     noMore(2);
     show(tableArg());
+  } else if (command == "route") {
+    routes_.route(args_, out_);
+  } else if (command == "lookup") {
+    routes_.lookup(args_, out_);
   } else {
-    throw ToolError("unknown command '" + std::string(command) +
-                    "' (commands: set, del, clear, restart, corrupt, damage, check, show)");
+    throw ToolError(
+        "unknown command '" + std::string(command) +
+        "' (commands: set, del, clear, restart, corrupt, damage, check, show, route, lookup)");
   }
 }
 
@@ -180,6 +186,7 @@ void ScriptRunner::restart() {
   Fen::U64 before = session_.chip()->writeCount();
   session_.start(mode == "cold" ? TarnSwitchApi::StartMode::cold : TarnSwitchApi::StartMode::warm,
                  keep);
+  routes_.restarted(mode == "cold");
   stats_.restarts.push_back(RestartStat{location_, mode, session_.chip()->writeCount() - before});
   if (!options_.verbose) return;
   for (const auto& t : session_.tables()) {

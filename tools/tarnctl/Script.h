@@ -4,6 +4,7 @@
 //   restart warm [keep]|cold     check                           show TABLE
 //   corrupt TABLE [copy=ID] index=N
 //   damage TABLE [copy=ID] index=N word=W xor=MASK
+//   route add|del|load|show ...                lookup VRF ADDRESS       (Routes.h)
 // "#" starts a comment. A bad line raises ToolError "FILE:LINE: message".
 #include <chrono>
 #include <istream>
@@ -13,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Routes.h"
 #include "Session.h"
 
 namespace Tarnctl {
@@ -63,6 +65,7 @@ class ScriptRunner {
   void progress(const std::string& fileName, bool last);
 
   Session& session_;
+  RouteCommands routes_{session_};
   RunOptions options_;
   std::ostream& out_;
   RunStats stats_;
