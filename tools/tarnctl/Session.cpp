@@ -35,6 +35,7 @@ TarnSwitchApi::HwTableShapes registeredShapes(const TarnSwitch::ChipProfile& pro
   scratch.start(TarnSwitchApi::StartMode::cold);
   TarnSwitchApi::HwTableShapes shapes;
   for (const auto& t : scratch.tables()) {
+    if (!t->swTable().profileConvertorPtr()) continue;  // a table without hardware
     auto& conv = t->convertor();
     for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
       const TarnSwitchApi::HwTableConfig* hw = conv.hwTable(id);

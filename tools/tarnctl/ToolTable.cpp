@@ -117,6 +117,7 @@ std::string CorruptionReport::text() const {
 
 std::vector<CorruptionReport> ToolTable::takeCorruptionReports() {
   std::vector<CorruptionReport> out;
+  if (!table_ || !table_->profileConvertorPtr()) return out;  // not started, or no hardware
   auto& conv = convertor();
   if (conv.corruptionReports().empty()) return out;
   // The simulated chip's message: "corrupted entry at HwIndex N of hardware table 'NAME'".
@@ -142,6 +143,12 @@ unsigned ToolTable::copyWords(TarnSwitchApi::HwTableId id) const {
   const auto* rows = dynamic_cast<const TarnSwitchTable::RowConvertor*>(&convertor());
   const TarnSwitchTable::Copy* c = rows ? rows->copy(id) : nullptr;
   return c ? c->words : TarnSwitchApi::hwEntryMaxWords;
+}
+
+unsigned ToolTable::copyComparedWords(TarnSwitchApi::HwTableId id) const {
+  const auto* rows = dynamic_cast<const TarnSwitchTable::RowConvertor*>(&convertor());
+  const TarnSwitchTable::Copy* c = rows ? rows->copy(id) : nullptr;
+  return c ? c->compareWords : TarnSwitchApi::hwEntryMaxWords;
 }
 
 std::string ToolTable::keyFields(const void* key) const {

@@ -69,8 +69,10 @@ class ToolTable {
   std::string keyFields(const void* key) const;
   // The hardware copy `id`, or ToolError naming the copies there are.
   TarnSwitchApi::HwTableConfig& hwCopy(TarnSwitchApi::HwTableId id) const;
-  // The words a row of copy `id` holds.
+  // The words a row of copy `id` holds, and how many leading ones decide whether a row holds
+  // what the library writes (the rest is written with them but never compared).
   unsigned copyWords(TarnSwitchApi::HwTableId id) const;
+  unsigned copyComparedWords(TarnSwitchApi::HwTableId id) const;
   // The corrupted rows the library reported since the last call.
   std::vector<CorruptionReport> takeCorruptionReports();
 

@@ -15,6 +15,7 @@
 #include "Input.h"
 #include "Profile.h"
 #include "Script.h"
+#include "Soak.h"
 #include "TarnSwitchTable/TarnTableModules.h"
 
 namespace Tarnctl {
@@ -231,6 +232,31 @@ void addCodec(CLI::App& app, CodecArgs& a, int& result) {
   });
 }
 
+void addSoak(CLI::App& app, SoakOptions& o, std::string& tables, int& result) {
+  auto* soak = app.add_subcommand(
+      "soak",
+      "Random operations, faults and restarts of every kind on every table against a model; "
+      "prints 'soak: ops=N restarts=R processes=P mismatches=M seed=S'");
+  soak->add_option("--seed", o.seed, "seed of the random operations")->capture_default_str();
+  soak->add_option("--ops", o.ops, "operations in all")->capture_default_str();
+  soak->add_option("--restarts", o.restarts, "restarts in all (about)")->capture_default_str();
+  soak->add_option("--profile", o.profiles, "built-in profiles or profile files (repeatable)")
+      ->capture_default_str();
+  soak->add_option("--tables", tables, "only these tables, short names separated by commas");
+  soak->add_option("--shrink-seconds", o.shrinkSeconds, "time spent shrinking a failure")
+      ->capture_default_str();
+  soak->add_option("--work-dir", o.workDir, "where process restarts keep their state file")
+      ->capture_default_str();
+  soak->callback([&] {
+    for (std::size_t b = 0, e = 0; !tables.empty() && e != std::string::npos; b = e + 1) {
+      e = tables.find(',', b);
+      o.tables.push_back(tables.substr(b, e == std::string::npos ? e : e - b));
+      registeredTable(o.tables.back());
+    }
+    result = runSoak(o, std::cout).mismatches == 0 ? exitOk : exitCheckFailed;
+  });
+}
+
 void printTables() {
   for (const auto* c : registeredTables()) {
     ToolTable t(*c);
@@ -252,6 +278,9 @@ int cli(int argc, char** argv) {
   CodecArgs codecArgs;
   addRun(app, runArgs, result);
   addCodec(app, codecArgs, result);
+  SoakOptions soakOptions;
+  std::string soakTables;
+  addSoak(app, soakOptions, soakTables, result);
   app.add_subcommand("tables", "Every registered table with its key and result fields")
       ->callback(printTables);
   app.add_subcommand("profiles", "The built-in chip profiles")->callback([] {
