@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <random>
@@ -31,11 +32,18 @@ struct Step {
 };
 
 // What a step came to: a failure ("" when none), or a restart refused because of a row the soak
-// damaged (legitimate: the damage is undone and the restart tried again).
+// damaged (legitimate: the operator erases that row and restarts again), with the erase line.
 struct Outcome {
   std::string failure;
   bool refusedRestart = false;
+  std::string erase;
 };
+
+Outcome failed(std::string failure) {
+  Outcome o;
+  o.failure = std::move(failure);
+  return o;
+}
 
 // An entry of a table as the model keeps it: its text form and the line that stores it.
 struct ModelEntry {
@@ -148,8 +156,6 @@ class SoakRun {
   Outcome step(const Step& s);
   // The next step, drawn from `rng`: a restart of a random kind when `restart`.
   Step nextStep(std::mt19937_64& rng, bool restart);
-  // The damage lines since the last restart again (each flips the same bits back).
-  std::vector<Step> undoDamage() const { return damage_; }
 
   U64 restarts = 0;
   U64 processes = 0;
@@ -175,7 +181,6 @@ class SoakRun {
   std::ostringstream sink_;  // what the runner prints: nothing the soak needs
   std::vector<Entries> model_;
   std::vector<std::size_t> dirty_;  // rows damaged, erased or corrupted per table since a restart
-  std::vector<Step> damage_;
   U64 steps_ = 0;
 };
 
@@ -205,15 +210,14 @@ Outcome SoakRun::step(const Step& s) {
   std::string_view command = args.empty() ? "" : args[0];
   if (command == "restart") return restart(s.line.substr(8));
   std::size_t table = args.size() > 1 ? tableIndex(args[1]) : model_.size();
-  if (table == model_.size()) return Outcome{"step: no table in '" + s.line + "'"};
+  if (table == model_.size()) return failed("step: no table in '" + s.line + "'");
   if (command == "set" || command == "del" || command == "clear") return change(s, command, table);
   try {
     runner_->runOne(s.line, "soak:" + std::to_string(steps_));
   } catch (const std::exception& e) {
-    return Outcome{std::string("fault: ") + e.what()};
+    return failed(std::string("fault: ") + e.what());
   }
   ++dirty_[table];
-  if (command == "damage") damage_.push_back(s);
   return {};
 }
 
@@ -226,9 +230,9 @@ Outcome SoakRun::change(const Step& s, std::string_view command, std::size_t tab
     bool refusal = m.find(" not allowed") != std::string::npos ||
                    m.find(" is full: no placement") != std::string::npos;
     if (command == "set" && refusal) return {};  // software and model keep what they held
-    return Outcome{"refused: " + m};
+    return failed("refused: " + m);
   }
-  if (s.mustRefuse) return Outcome{"accepted: '" + s.line + "' holds a value outside its range"};
+  if (s.mustRefuse) return failed("accepted: '" + s.line + "' holds a value outside its range");
   auto& a = t.access();
   if (command == "set") {
     model_[table].put(t.keyFields(a.scratchKey()),
@@ -242,18 +246,24 @@ Outcome SoakRun::change(const Step& s, std::string_view command, std::size_t tab
   return {};
 }
 
-// A restart that raised: legitimate when it names a row of a table the soak damaged.
+// A restart that raised: legitimate when it names a row ("table T copy C (...) HwIndex N: ...
+// not allowed") of a table the soak damaged; the operator's answer is to erase that row.
 Outcome SoakRun::startFailed(const std::string& message) const {
   for (std::size_t i = 0; i < model_.size(); ++i) {
-    const std::string place = "table " + session_->tables()[i]->name() + " copy ";
-    if (dirty_[i] > 0 && message.find(place) != std::string::npos &&
-        message.find(" not allowed") != std::string::npos) {
-      Outcome o;
-      o.refusedRestart = true;
-      return o;
-    }
+    const std::string& name = session_->tables()[i]->name();
+    const auto at = message.find("table " + name + " copy ");
+    const auto index = message.find(") HwIndex ", at);
+    if (dirty_[i] == 0 || at == std::string::npos || index == std::string::npos ||
+        message.find(" not allowed") == std::string::npos)
+      continue;
+    Outcome o;
+    o.refusedRestart = true;
+    o.erase = "erase " + name + " copy=" +
+              std::to_string(std::strtoul(message.c_str() + at + 11 + name.size(), nullptr, 10)) +
+              " index=" + std::to_string(std::strtoul(message.c_str() + index + 10, nullptr, 10));
+    return o;
   }
-  return Outcome{"restart: " + message};
+  return failed("restart: " + message);
 }
 
 Outcome SoakRun::restart(const std::string& kind) {
@@ -274,7 +284,7 @@ Outcome SoakRun::restart(const std::string& kind) {
   } catch (const std::exception& e) {
     return startFailed(e.what());
   }
-  return Outcome{verify(kind, expected)};
+  return failed(verify(kind, expected));
 }
 
 std::string SoakRun::verify(const std::string& kind, const std::vector<Entries>& expected) {
@@ -294,7 +304,6 @@ std::string SoakRun::verify(const std::string& kind, const std::vector<Entries>&
     model_[i] = std::move(now);
   }
   std::fill(dirty_.begin(), dirty_.end(), 0);
-  damage_.clear();
   try {
     runner_->runOne("restart warm keep", "soak:" + std::to_string(steps_));
   } catch (const std::exception& e) {
@@ -492,15 +501,15 @@ void Soak::run(const std::string& profileName, U64 ops, U64 restarts, U64 seed) 
     if (s.line == "restart cold") log.clear();
     log.push_back(s);
     Outcome o = run.step(s);
-    if (o.refusedRestart) {  // undo the damage the restart met, then restart again
-      for (const Step& u : run.undoDamage()) {
-        log.push_back(u);
-        if (o.failure.empty()) o.failure = run.step(u).failure;
-      }
+    for (unsigned tries = 0; o.refusedRestart && tries < 64; ++tries) {
+      // erase the row the restart could not read, then restart again
+      log.push_back(Step{o.erase});
+      o.failure = run.step(log.back()).failure;
+      if (!o.failure.empty()) break;
       log.push_back(s);
-      if (o.failure.empty()) o = run.step(s);
-      if (o.refusedRestart) o.failure = "restart: refused again after the damage was undone";
+      o = run.step(s);
     }
+    if (o.refusedRestart) o.failure = "restart: still refused after erasing the rows it named";
     failure = o.failure;
     if (s.line.rfind("restart", 0) != 0 && s.line != processStep) ++totals.ops;
   }
@@ -517,6 +526,7 @@ std::string Soak::replay(const std::vector<Step>& steps, std::size_t& failedAt) 
     SoakRun run(profile_, options_, shapes_, statePath_);
     for (std::size_t i = 0; i < steps.size(); ++i) {
       Outcome o = run.step(steps[i]);
+      if (o.refusedRestart && i + 1 == steps.size()) o.failure = "restart: refused";
       if (!o.failure.empty()) {
         failedAt = i;
         return o.failure;
