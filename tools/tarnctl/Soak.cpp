@@ -389,7 +389,7 @@ Step SoakRun::randomSet(std::mt19937_64& rng, std::size_t table) {
   for (const auto& p : t.fields()) {
     if (p.leaf && !p.key && rng() % 5 < 3) s.line += " " + p.path + "=" + randomLeaf(rng, t, p);
     const Fen::AttributeInfo* a = p.chain.back();
-    if (p.leaf && !p.key && a->setNumber && a->maxNumber < ~U64(0)) numeric.push_back(&p);
+    if (p.leaf && a->setNumber && a->maxNumber < ~U64(0)) numeric.push_back(&p);
   }
   if (!numeric.empty() && rng() % 50 == 0) {  // a value just past the largest its field takes
     const FieldPath& p = *numeric[rng() % numeric.size()];
@@ -416,6 +416,9 @@ Step SoakRun::randomFault(std::mt19937_64& rng, std::size_t table, const char* c
   while (!conv.hwTable(id)) id = TarnSwitchApi::HwTableId((id + 1) % conv.hwTableCount());
   const TarnSwitchApi::HwTableConfig* hw = conv.hwTable(id);
   U64 index = hw->lower() + rng() % (U64(hw->upper()) - hw->lower() + 1);
+  // Bits flip in rows the chip holds: damage of an erased row would make up a row of one word.
+  if (std::string(command) == "damage" && !hw->storedEntry(TarnSwitchApi::HwIndex(index)))
+    command = "erase";
   std::string line = std::string(command) + " " + t.name() + " copy=" + std::to_string(id) +
                      " index=" + std::to_string(index);
   if (std::string(command) == "damage") {
