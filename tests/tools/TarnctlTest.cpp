@@ -252,6 +252,7 @@ TEST_F(TarnctlTest, HostileInputIsRefusedNamingItAndOutputsStayAsTheyWere) {
   file("huge.hw", huge + "end 4 0\n");
   file("wide.profile", "portCount=65535\n");
   file("twice.profile", "portCount=24\nrevision=1\nportCount=12\n");
+  file("zero.profile", "pipelineCount=2\n\nportsPerPipeline=0\n");
   ASSERT_EQ(::mkdir(path("dir").c_str(), 0755), 0);
   const std::string outputs =
       " --dump " + file("old.json", "old dump") + " --hw-out " + file("old.hw", "old hw");
@@ -299,6 +300,8 @@ TEST_F(TarnctlTest, HostileInputIsRefusedNamingItAndOutputsStayAsTheyWere) {
        path("wide.profile") + ":1: profile field portCount=65535: table arp: "
                               "TarnSwitch::ChipPortId::value < TarnSwitch::ChipPortId::min or > "
                               "TarnSwitch::ChipPortId::null not allowed\n"},
+      {run + "--profile " + path("zero.profile"),
+       path("zero.profile") + ":3: profile field portsPerPipeline=0: a chip has at least one\n"},
       {run + "--profile " + path("twice.profile"),
        path("twice.profile") + ":3: profile field 'portCount' given twice (first at line 1)\n"},
   };

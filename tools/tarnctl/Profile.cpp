@@ -55,6 +55,9 @@ void applyProfileLine(TarnSwitch::ChipProfile& p, const std::string& line,
     } catch (const std::exception& e) {
       throw ToolError("profile field " + field + "=" + Fen::quoteInput(value) + ": " + e.what());
     }
+    // Tables divide by these counts (the pipeline of a port is port / portsPerPipeline).
+    if ((field == "pipelineCount" || field == "portsPerPipeline") && a.print(&p) == "0")
+      throw ToolError("profile field " + field + "=" + value + ": a chip has at least one");
     return;
   }
   throw ToolError("unknown profile field '" + Fen::quoteInput(field) + "'");
