@@ -157,8 +157,9 @@ class SoakRun {
   // The next step, drawn from `rng`: a restart of a random kind when `restart`.
   Step nextStep(std::mt19937_64& rng, bool restart);
 
-  U64 restarts = 0;
-  U64 processes = 0;
+  U64 restarts = 0;   // restarts completed (then checked)
+  U64 processes = 0;  // of which process restarts
+  U64 refused = 0;    // restarts refused for a row the soak damaged
 
  private:
   void connect(Fen::Ptr<TarnSwitchApi::HwTableCollection> chip, TarnSwitchApi::StartMode mode);
@@ -267,14 +268,12 @@ Outcome SoakRun::startFailed(const std::string& message) const {
 }
 
 Outcome SoakRun::restart(const std::string& kind) {
-  ++restarts;
   std::vector<Entries> expected;
   if (kind == "warm keep") expected = model_;
   if (kind == "warm" || kind == processStep) expected = oracle();
   if (kind == "cold") expected.resize(model_.size());
   try {
     if (kind == processStep) {
-      ++processes;
       Fen::writeFileAtomically(statePath_, session_->chip()->saveText());
       connect(TarnSwitchApi::HwTableCollection::load(statePath_, &profile_, &shapes_),
               TarnSwitchApi::StartMode::warm);
@@ -282,8 +281,11 @@ Outcome SoakRun::restart(const std::string& kind) {
       runner_->runOne("restart " + kind, "soak:" + std::to_string(steps_));
     }
   } catch (const std::exception& e) {
+    ++refused;
     return startFailed(e.what());
   }
+  ++restarts;
+  if (kind == processStep) ++processes;
   return failed(verify(kind, expected));
 }
 
@@ -518,6 +520,7 @@ void Soak::run(const std::string& profileName, U64 ops, U64 restarts, U64 seed) 
   }
   totals.restarts += run.restarts;
   totals.processes += run.processes;
+  totals.refused += run.refused;
   std::remove(statePath_.c_str());
   if (failure.empty()) return;
   ++totals.mismatches;
@@ -600,6 +603,7 @@ SoakTotals runSoak(const SoakOptions& options, std::ostream& out) {
     soak.run(options.profiles[i], options.ops / n, options.restarts / n, options.seed + i);
   }
   const SoakTotals& t = soak.totals;
+  out << "soak: " << t.refused << " restarts refused for a damaged row, answered by erasing it\n";
   out << "soak: ops=" << t.ops << " restarts=" << t.restarts << " processes=" << t.processes
       << " mismatches=" << t.mismatches << " seed=" << options.seed << "\n";
   return t;

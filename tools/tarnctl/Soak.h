@@ -27,6 +27,7 @@ struct SoakTotals {
   std::uint64_t restarts = 0;
   std::uint64_t processes = 0;
   std::uint64_t mismatches = 0;
+  std::uint64_t refused = 0;  // restarts refused for a row the soak damaged (not in `restarts`)
 };
 
 // Runs the soak and prints "soak: ops=<n> restarts=<r> processes=<p> mismatches=<m> seed=<s>"
