@@ -58,6 +58,15 @@ const std::string& MaskLengthTag::message() {
   return m;
 }
 
+const char* EntryCellResult::nexthopFault() const {
+  const U8 type = nexthopIndexes.rewriteType.value();
+  const U8 lag = nexthopIndexes.l3LagIndex.value();
+  if (lag == 56 || type == TarnSwitch::rewriteTypeLag) return nullptr;
+  if (type != TarnSwitch::rewriteTypeArp) return "rewriteType == 0 || rewriteType == 1";
+  return lag == TarnSwitch::l3LagIndexNull ? nullptr
+                                           : "l3LagIndex == TarnSwitch::L3LagIndex::null()";
+}
+
 U32 EntryCellResult::hwEncoding(bool hasEnabledBit, const TarnSwitch::ProfileHwApi& hwApi) const {
   const U32 code = nexthopCode(nexthopIndexes, lagValuesOf(hwApi));
   const U32 acl = aclInfo.value() != maskLengthNull ? 1u : 0u;

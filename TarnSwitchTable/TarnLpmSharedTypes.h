@@ -47,6 +47,10 @@ struct EntryCellResult : Fen::Value<EntryCellResult> {
   // the level's largest, a rewrite type 1 with a LAG index, or another rewrite type stop the
   // process.
   U32 hwEncoding(bool hasEnabledBit, const TarnSwitch::ProfileHwApi& hwApi) const;
+  // nullptr when every LPM table can encode this cell's next hop (LAG 56 whatever the rewrite
+  // type, rewrite type 0 with any LAG index, rewrite type 1 without one); else the condition
+  // whose breach stops hwEncoding.
+  const char* nexthopFault() const;
   // The cell a hardware word reads back as; `aclInfo` is always null (the ACL bit is written,
   // never read). The second word and the flag are not used. Codes 58 and 59 on level 4.1 and
   // above raise the L3LagIndex range exception.

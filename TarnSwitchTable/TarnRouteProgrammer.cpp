@@ -79,16 +79,6 @@ std::string routeText(U8 vrfId, const Lanx::Prefix& prefix) {
   return "vrfId " + std::to_string(vrfId) + " " + Fen::printText(prefix);
 }
 
-// Whether every LPM table can encode the cell's next hop: LAG 56 whatever the rewrite type,
-// rewrite type 0 with any LAG index, rewrite type 1 without one.
-bool encodable(const EntryCellResult& cell) {
-  const auto& hop = cell.nexthopIndexes;
-  const U8 type = hop.rewriteType.value();
-  const U8 lag = hop.l3LagIndex.value();
-  return lag == 56 || type == TarnSwitch::rewriteTypeLag ||
-         (type == TarnSwitch::rewriteTypeArp && lag == TarnSwitch::l3LagIndexNull);
-}
-
 }  // namespace
 
 RouteProgrammer::RouteProgrammer(const RouteTables& tables)
@@ -114,7 +104,7 @@ void RouteProgrammer::refuse(U8 vrfId, const Lanx::Prefix& prefix,
     throw RouteRefusedException("route refused: " + routeText(vrfId, prefix) +
                                 ": its cell is the default cell, which means no route");
   }
-  if (!encodable(cell)) {
+  if (cell.nexthopFault()) {
     throw RouteRefusedException("route refused: " + routeText(vrfId, prefix) + ": next hop " +
                                 cell.nexthopIndexes.toStrep() +
                                 " cannot be encoded (rewrite type 0, or 1 without an L3 LAG)");

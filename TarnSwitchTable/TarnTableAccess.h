@@ -37,8 +37,12 @@ class EntryAccess {
   // Raises the range exception, with a message naming the key, when the table refuses the
   // scratch key (before any change: setting such a key could stop the process).
   virtual void scratchKeyCheck() const {}
+  // The same for the scratch result.
+  virtual void scratchResultCheck() const {}
   // Text form of the scratch key.
   virtual std::string scratchKeyStrep() const = 0;
+  // Text form of the scratch result.
+  virtual std::string scratchResultStrep() const = 0;
   // Stores the scratch result under the scratch key (programming hardware as entryIs does).
   virtual void scratchEntryIs() = 0;
   // Removes the scratch key (as entryDel does); an absent key changes nothing.
@@ -81,6 +85,7 @@ class EntryAccessImpl : public EntryAccess {
     return r != nullptr;
   }
   std::string scratchKeyStrep() const override { return Fen::printText(scratchKey_); }
+  std::string scratchResultStrep() const override { return Fen::printText(scratchResult_); }
   void scratchEntryIs() override { self().entryIs(scratchKey_, scratchResult_); }
   void scratchEntryDel() override { self().entryDel(scratchKey_); }
   void accessEntryDelAll() override { self().entryDelAll(); }
@@ -99,6 +104,7 @@ class EntryAccessImpl : public EntryAccess {
 
  protected:
   const K& scratchKeyValue() const { return scratchKey_; }
+  const R& scratchResultValue() const { return scratchResult_; }
 
  private:
   D& self() { return static_cast<D&>(*this); }

@@ -178,7 +178,11 @@ void addScalarKeyClass(Fen::ModuleInfo& m, const char* field) {
       [](const void* o) { return Fen::printText(*static_cast<const K*>(o)); },
       [](void* o, std::string_view text) { *static_cast<K*>(o) = Fen::parseText<K>(text); },
       {},
-      nullptr};
+      nullptr,
+      nullptr,
+      0,
+      0};
+  Fen::describeNumber<K>(a, [](void* o) { return o; });
   m.classes.push_back(Fen::ClassInfo{type, "value", {std::move(a)}, nullptr, "", ""});
 }
 

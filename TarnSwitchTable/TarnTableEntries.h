@@ -20,10 +20,15 @@ namespace TarnSwitchTable {
 //                                                            the hardware cannot hold apart
 //   static const char* keyFault(const Table&, const Key&);   the broken condition of a key the
 //                                                            table must never be given, or nullptr
+//   static const char* resultFault(const Table&, const Result&);  the same for a result
 template <class L, class = void>
 struct HasRefuseKey : std::false_type {};
 template <class L>
 struct HasRefuseKey<L, std::void_t<decltype(&L::refuseKey)>> : std::true_type {};
+template <class L, class = void>
+struct HasResultFault : std::false_type {};
+template <class L>
+struct HasResultFault<L, std::void_t<decltype(&L::resultFault)>> : std::true_type {};
 template <class L, class = void>
 struct HasKeyFault : std::false_type {};
 template <class L>
@@ -92,6 +97,14 @@ class TableEntries : public EntryAccessImpl<D, Key, Result> {
     }
   }
   void scratchKeyCheck() const override { keyCheck(this->scratchKeyValue()); }
+  // Raises the range exception, with the broken condition, for a result the table must never be
+  // given (storing it would stop the process).
+  void scratchResultCheck() const override {
+    if constexpr (HasResultFault<typename D::Layout>::value) {
+      if (const char* fault = D::Layout::resultFault(table(), this->scratchResultValue()))
+        throw Fen::RangeException(std::string(fault) + " does not hold");
+    }
+  }
 
  protected:
   Fen::KeyedCollection<Key, Result> entry_;

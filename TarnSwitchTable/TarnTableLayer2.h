@@ -103,6 +103,12 @@ class Layer2Table
     if (!profileConvertor()) throw Fen::RangeException(name() + ": no chip connected");
     return Fen::printText(profileConvertor()->decodeRowResult(id, index));
   }
+  // Ends a start: the keys whose copies disagreed at the read-back are written at once (the
+  // flags stay set). The next read-back would rewrite them, but it runs on a new table after the
+  // next restart, where the flags are gone: without this a damaged copy would never be repaired.
+  void doInitComplete() override {
+    if (auto* c = profileConvertor()) c->rewriteFlagged();
+  }
 
  private:
   friend class TableEntries<Layer2Table, Key, Result>;
@@ -207,6 +213,14 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     descriptor0();
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
+  // Writes every key flagged inconsistent from software (or the default) to the copies that
+  // differ.
+  void rewriteFlagged() {
+    if (!enabled()) return;
+    table().hwInconsistentEntry().forEachOrdered([this](const Key& k, bool flagged) {
+      if (flagged) hwTableEntryIs(k, table().resultOf(k));
+    });
+  }
   // The row the library expects: software's result, or for an absent key the default (a kept
   // row that reads back as the default, or as what a removed key is programmed with, is
   // expected as it stands).
@@ -272,7 +286,12 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       encode(k, *read, c, want);
       disagree = disagree || !heldEquals(c, words, want);
     }
-    if (!read) return;
+    if (!read) {
+      // No copy could be read (rows lost to corrupted reads): flagged, so the end of the start
+      // writes them from software.
+      if (missing) table().hwInconsistentEntryIs(k, true);
+      return;
+    }
     if (disagree || missing) table().hwInconsistentEntryIs(k, true);
     if (*read == Desc::defaultResult(k)) {
       // No entry is created whose programming would bring the other copies in line: they are

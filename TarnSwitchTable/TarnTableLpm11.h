@@ -60,6 +60,9 @@ struct Lpm11Layout {
   static const char* keyFault(const Lpm11Table&, const Key& key) {
     return key.prefix.len() == 11 ? nullptr : "key.prefix().len() == 11";
   }
+  static const char* resultFault(const Lpm11Table&, const Result& r) {
+    return r.cellResult.nexthopFault();
+  }
 
   static HwIndex hwIndexFromKey(const Key& k) {
     return (HwIndex(k.vrfId) << 11) | (k.prefix.address().value() >> 21);

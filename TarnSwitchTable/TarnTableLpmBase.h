@@ -98,6 +98,11 @@ struct LpmBaseLayout : LpmStrideRows {
     return key.prefix.len() == table.prefixBaseLen() ? nullptr
                                                      : "key.prefix().len() == prefixBaseLen()";
   }
+  static const char* resultFault(const Table&, const Result& r) {
+    for (const auto& cell : r.cells)
+      if (const char* fault = cell.nexthopFault()) return fault;
+    return nullptr;
+  }
 };
 
 // A stride member's cuckoo entry; its hashing constants are the member's.

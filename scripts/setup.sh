@@ -15,6 +15,8 @@ packages=(
   python3           # the benchmark scripts summarise their results with it
   libcli11-dev      # CLI11, command-line parsing of tools/tarnctl
   nlohmann-json3-dev  # JSON output of tools/tarnctl
+  clang             # the fuzz targets (scripts/fuzz.sh, preset fuzz)
+  libclang-rt-14-dev  # libFuzzer and the sanitizer runtimes of clang 14
 )
 
 installed() {

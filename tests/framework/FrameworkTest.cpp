@@ -267,6 +267,45 @@ TEST(FileTest, ReplacesContentWholeAndFailuresLeaveNoTemporary) {
   fs::remove_all(dir);
 }
 
+// Outputs are all or nothing: a refused target (read-only, a directory) leaves every other
+// output as it was. A link stays a link with its target replaced; a replaced file keeps its
+// permissions; a device is written in place, never replaced by a regular file.
+TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
+  const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_out_" + std::to_string(::getpid()));
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  auto text = [](const fs::path& p) {
+    std::ifstream in(p);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  std::ofstream(dir / "target") << "old target";
+  std::ofstream(dir / "ro") << "old ro";
+  fs::permissions(dir / "ro", fs::perms::owner_read | fs::perms::group_read);
+  fs::create_symlink("target", dir / "link");
+  Fen::OutputFiles refused;
+  refused.add(dir / "link", "new target");
+  refused.add(dir / "ro", "new ro");
+  EXPECT_THAT([&] { refused.commit(); },
+              ThrowsMessage<Fen::Exception>("cannot write '" + (dir / "ro").string() +
+                                            "': the file is read-only"));
+  EXPECT_EQ(text(dir / "target") + "|" + text(dir / "ro"), "old target|old ro");
+  fs::permissions(dir / "target", fs::perms::owner_read | fs::perms::owner_write);
+  Fen::OutputFiles files;
+  files.add(dir / "link", "new target");
+  files.add("/dev/null", "discarded");
+  files.commit();
+  EXPECT_TRUE(fs::is_symlink(dir / "link"));
+  EXPECT_EQ(text(dir / "target"), "new target");
+  EXPECT_EQ(fs::status(dir / "target").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+  EXPECT_THAT([] { Fen::writeFileAtomically("/dev/full", "x"); },
+              ThrowsMessage<Fen::Exception>("cannot write '/dev/full': No space left on device"));
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 3);  // no temporary left
+  fs::remove_all(dir);
+}
+
 struct Inner : Fen::Value<Inner> {
   U8 a = 0;
   U16 b = 0;

@@ -207,7 +207,10 @@ TEST_F(HwStateFileTest, RefusesDamagedFilesNamingFileAndLine) {
   };
   const std::vector<std::pair<std::string, std::string>> cases = {
       {good.substr(0, good.find("row 9")), "4: truncated file"},
-      {with("state 1", "state 2"), "1: not a hardware state file (no 'tarn-hw-state 1' header)"},
+      {with("state 1", "state 2"),
+       "1: not a hardware state file (no 'tarn-hw-state 1' header; got 'tarn-hw-state 2')"},
+      {with("1 2 3", std::string("1 2\0 3", 7)), "4: bad data word '2\\x00'"},
+      {with("row 9", "row 9" + std::string(5000, ' ')), "5: line longer than 4096 bytes"},
       {with("'portCount': 48", "'portCount': 46"),  // same name, other counts
        "2: saved for profile 'default', not for profile 'default'"},
       {with("1 2 3", "1 2x 3"), "4: bad data word '2x'"},
@@ -223,8 +226,37 @@ TEST_F(HwStateFileTest, RefusesDamagedFilesNamingFileAndLine) {
     EXPECT_THAT([&] { HwTableCollection::load(path, &chip->profile()); },
                 ThrowsMessage<HwStateException>(path + ":" + message));
   }
-  EXPECT_THAT([&] { HwTableCollection::load(path + ".none", nullptr); },
-              ThrowsMessage<HwStateException>(path + ".none: cannot open hardware state file"));
+  EXPECT_THAT(
+      [&] { HwTableCollection::load(path + ".none", nullptr); },
+      ThrowsMessage<HwStateException>(path + ".none: cannot open hardware state file: No such "
+                                             "file or directory"));
+  EXPECT_THAT(
+      [&] { HwTableCollection::load("/", nullptr); },
+      ThrowsMessage<HwStateException>("/: cannot open hardware state file: Is a directory"));
+}
+
+// With the shapes of the tables that may be there, a table they do not list, other bounds or a
+// row longer than its table's rows are refused; line ends CR LF read as LF.
+TEST_F(HwStateFileTest, ShapesBoundWhatALoadAccepts) {
+  std::string good = saved(*chip);
+  const HwTableShapes shapes = {{"a", {0, 9, 8}}, {"b", {5, 5, 1}}, {"c", {100, 200, 2}}};
+  std::string crlf;
+  for (char c : good) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  std::ofstream(path, std::ios::trunc) << crlf;
+  EXPECT_EQ(saved(*HwTableCollection::load(path, &chip->profile(), &shapes)), good);
+  const std::vector<std::pair<HwTableShapes, std::string>> cases = {
+      {{{"a", {0, 9, 8}}, {"c", {100, 200, 8}}},
+       "6: table 'b' is not a hardware table of any registered table for profile 'default'"},
+      {{{"a", {0, 10, 8}}, {"b", {5, 5, 1}}, {"c", {100, 200, 8}}},
+       "3: table 'a' has rows [0, 9], its table declares [0, 10]"},
+      {{{"a", {0, 9, 3}}, {"b", {5, 5, 1}}, {"c", {100, 200, 8}}},
+       "5: row 9 of table 'a' holds 8 words, its rows hold 3"},
+  };
+  std::ofstream(path, std::ios::trunc) << good;
+  for (const auto& [narrow, message] : cases) {
+    EXPECT_THAT([&] { HwTableCollection::load(path, &chip->profile(), &narrow); },
+                ThrowsMessage<HwStateException>(path + ":" + message));
+  }
 }
 
 }  // namespace

@@ -2,9 +2,11 @@
 // the exit status compared.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -12,6 +14,8 @@
 #include <string>
 
 namespace {
+
+namespace fs = std::filesystem;
 
 struct Result {
   int code;
@@ -40,9 +44,10 @@ class TarnctlTest : public ::testing::Test {
     std::ofstream(path(name)) << text;
     return path(name);
   }
-  Result tarnctl(const std::string& args) const {
+  // `in`: the redirection of standard input.
+  Result tarnctl(const std::string& args, const std::string& in = "</dev/null") const {
     const std::string cmd =
-        TARNCTL_PATH " " + args + " >" + path("out") + " 2>" + path("err") + " </dev/null";
+        TARNCTL_PATH " " + args + " >" + path("out") + " 2>" + path("err") + " " + in;
     const int status = std::system(cmd.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(path("out")),
             readFile(path("err"))};
@@ -150,7 +155,8 @@ TEST_F(TarnctlTest, WarmRestartsWriteOnlyWhatDiffersAndCheckCatchesDamage) {
                        R"("checkFailures":1,"tables":[{"table":"arp","entries":0}],"restarts":[)" +
                        restart(4, "warm keep", 0) + "," + restart(8, "warm keep", 1) + "," +
                        restart(10, "warm", 0) + "," + restart(13, "warm", 1) + "," +
-                       restart(16, "cold", 1) + "]}\n");
+                       restart(16, "cold", 1) + R"(],"corruptions":[{"line":")" + s +
+                       R"(:13","table":"arp","copy":0,"hwTable":"arp.Arp","index":197}]})" + "\n");
 }
 
 // Bad script lines, snapshots, profiles, options and encode/decode arguments: exit 2, the message
@@ -159,7 +165,7 @@ TEST_F(TarnctlTest, WarmRestartsWriteOnlyWhatDiffersAndCheckCatchesDamage) {
 TEST_F(TarnctlTest, BadInputExitsTwoWithItsMessageAndLeavesOutputFilesAlone) {
   ok("run -q --profile legacy --hw-out " + path("legacy.hw") + " " +
      file("l.tarn", "set arp egressPort=1 rewriteIndex=1 vlanId=1\n"));
-  file("bad.profile", "portCount=4\nportCount=70000\n");
+  file("bad.profile", "revision=4\nportCount=70000\n");
   const std::string outputs =
       " --dump " + file("old.json", "old dump") + " --hw-out " + file("old.hw", "old hw");
   int scripts = 0;
@@ -180,7 +186,7 @@ TEST_F(TarnctlTest, BadInputExitsTwoWithItsMessageAndLeavesOutputFilesAlone) {
       line("set nosuch egressPort=1", "unknown table 'nosuch' (tables: "),
       line("frob arp",
            "unknown command 'frob' (commands: set, del, clear, restart, corrupt, "
-           "damage, check, show, route, lookup)"),
+           "damage, erase, check, show, route, lookup)"),
       line("restart lukewarm", "restart: expected warm or cold, got 'lukewarm'"),
       line("restart warm keep now",
            "restart: expected warm, warm keep or cold, got 'warm keep now'\n"),
@@ -198,7 +204,8 @@ TEST_F(TarnctlTest, BadInputExitsTwoWithItsMessageAndLeavesOutputFilesAlone) {
        "tarnctl: --hw-in: " + path("legacy.hw") +
            ":2: saved for profile 'legacy', not for profile 'default'\n"},
       {run + "--hw-in " + path("none.hw"),
-       "tarnctl: --hw-in: " + path("none.hw") + ": cannot open hardware state file\n"},
+       "tarnctl: --hw-in: " + path("none.hw") +
+           ": cannot open hardware state file: No such file or directory\n"},
       {run + "--profile huge",
        "tarnctl: unknown profile 'huge': neither a built-in profile (default, "
        "legacy) nor a readable file\n"},
@@ -323,6 +330,120 @@ TEST_F(TarnctlTest, BadRouteLinesAndAFullStrideTableExitTwoWithTheirMessage) {
                         "([0-9.]+/12) needs a new entry \\1 in TarnSwitchTable::Lpm14Table, and "
                         "no placement of its entries holds it; nothing changed\n")))
       << r.err;
+}
+
+// Hostile input: special files, state files that lie about their tables, control bytes, huge
+// tokens, duplicate names. Each is refused with exit 2 and a message naming the input (file and
+// line, table, copy and row, the field), and every output file stays as it was.
+TEST_F(TarnctlTest, HostileInputIsRefusedNamingItAndOutputsStayAsTheyWere) {
+  const std::string e3 =
+      "set arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10\n";
+  ok("run -q --tables arp " + file("a.tarn", e3) + " --hw-out " + path("good.hw"));
+  const std::string good = readFile(path("good.hw"));
+  auto state = [&](const std::string& name, const std::string& from, const std::string& to) {
+    std::string t = good;
+    return file(name, t.replace(t.find(from), from.size(), to));
+  };
+  std::string huge =
+      "tarn-hw-state 1\n" + good.substr(good.find("profile"), good.find('\n', 16) - 15);
+  for (int t = 0; t < 4; ++t) huge += "table t" + std::to_string(t) + " 0 16777215 0\n";
+  file("huge.hw", huge + "end 4 0\n");
+  file("wide.profile", "portCount=65535\n");
+  file("twice.profile", "portCount=24\nrevision=1\nportCount=12\n");
+  file("zero.profile", "pipelineCount=2\n\nportsPerPipeline=0\n");
+  ASSERT_EQ(::mkdir(path("dir").c_str(), 0755), 0);
+  const std::string outputs =
+      " --dump " + file("old.json", "old dump") + " --hw-out " + file("old.hw", "old hw");
+  const std::string run = "run -q --tables arp " + file("n.tarn", "") + outputs + " ";
+  const std::string hwIn = "tarnctl: --hw-in: ";
+  const std::string vlanRow = "row 197 4 1122867 24736 1146421258 24752";
+  const std::string token(10000, 'x');
+  const std::pair<std::string, std::string> cases[] = {
+      {"run -q --hw-out " + path("old.hw") + " --dump " + path("none/d.json") + " " +
+           path("n.tarn"),  // --hw-out is not written either
+       "tarnctl: cannot write '" + path("none/d.json") + "': No such file or directory\n"},
+      {"run -q --dump " + path("old.json") + " --hw-out /dev/full " + path("n.tarn"),
+       "tarnctl: cannot write '/dev/full': No space left on device\n"},
+      {run + path("dir"), "tarnctl: cannot read script '" + path("dir") + "': Is a directory\n"},
+      {run + "--hw-in " + path("dir"),
+       hwIn + path("dir") + ": cannot open hardware state file: Is a directory\n"},
+      {run + "--hw-in " + path("huge.hw"),
+       hwIn + path("huge.hw") +
+           ":3: table 't0' is not a hardware table of any registered table for profile "
+           "'default'\n"},
+      {run + "--hw-in " + state("six.hw", vlanRow, "row 197 6 1122867 24736 1146421258 24752 0 0"),
+       hwIn + path("six.hw") + ":201: row 197 of table 'arp.Arp' holds 6 words, its rows hold 4\n"},
+      {run + "--hw-in " + state("bounds.hw", "arp.Arp 0 3071", "arp.Arp 0 99"),
+       hwIn + path("bounds.hw") +
+           ":3: table 'arp.Arp' has rows [0, 99], its table declares [0, "
+           "3071]\n"},
+      {run + "--hw-in " + state("vlan.hw", vlanRow, "row 197 4 1122867 24736 1146486783 24752"),
+       hwIn + path("vlan.hw") +
+           ": table arp copy 0 (arp.Arp) HwIndex 197: Bridging::VlanIdOrNone::value > 4094 not "
+           "allowed\n"},
+      {run + file("d.tarn", e3 + "damage arp index=197 word=2 xor=0xfff5\nrestart warm\n"),
+       path("d.tarn") + ":3: restart warm: table arp copy 0 (arp.Arp) HwIndex 197: "
+                        "Bridging::VlanIdOrNone::value > 4094 not allowed\n"},
+      {run + file("w.tarn", "damage arp index=0 word=4 xor=1\n"),
+       path("w.tarn") + ":1: word=4: rows of arp copy 0 (arp.Arp) hold 4 words (0..3)\n"},
+      {run + file("i.tarn", "damage arp index=0 index=1 word=0 xor=1\n"),
+       path("i.tarn") + ":1: field 'index' given twice\n"},
+      {run + file("z.tarn", std::string("set arp egressPort=3\0 rewriteIndex=5\n", 37)),
+       path("z.tarn") + ":1: control byte \\x00 at column 21\n"},
+      {run + file("t.tarn", "set arp egressPort=" + token + "\n"),
+       path("t.tarn") + ":1: arp: egressPort=" + token.substr(0, 64) + "... (10000 bytes): "},
+      {run + file("l.tarn", "# fine\nset arp egressPort=" + std::string(70000, '1') + "\n"),
+       path("l.tarn") + ":2: line longer than 65536 bytes\n"},
+      {run + "--profile " + path("wide.profile"),
+       path("wide.profile") + ":1: profile field portCount=65535: table arp: "
+                              "TarnSwitch::ChipPortId::value < TarnSwitch::ChipPortId::min or > "
+                              "TarnSwitch::ChipPortId::null not allowed\n"},
+      {run + "--profile " + path("zero.profile"),
+       path("zero.profile") + ":3: profile field portsPerPipeline=0: a chip has at least one\n"},
+      {run + "--profile " + path("twice.profile"),
+       path("twice.profile") + ":3: profile field 'portCount' given twice (first at line 1)\n"},
+  };
+  for (const auto& [args, message] : cases) {
+    const Result r = tarnctl(args);
+    EXPECT_EQ(r.code, 2) << args;
+    EXPECT_EQ(r.err.rfind(message, 0), 0u) << args << ": " << r.err;
+    EXPECT_LT(r.err.size(), 600u) << args;
+    EXPECT_EQ(r.out, "") << args;
+    EXPECT_EQ(readFile(path("old.json")) + readFile(path("old.hw")), "old dumpold hw") << args;
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  for (const std::string& in : std::vector<std::string>{"<&-", "<" + path("dir")}) {
+    const Result r = tarnctl("run -q -" + outputs, in);
+    EXPECT_EQ(r.code, 2) << in;
+    EXPECT_EQ(r.err, std::string("tarnctl: cannot read standard input: it is ") +
+                         (in == "<&-" ? "closed\n" : "a directory\n"));
+  }
+  ::chmod(path("old.hw").c_str(), 0444);
+  EXPECT_EQ(tarnctl(run).err,
+            "tarnctl: cannot write '" + path("old.hw") + "': the file is read-only\n");
+  EXPECT_EQ(readFile(path("old.json")) + readFile(path("old.hw")), "old dumpold hw");
+}
+
+// Outputs through a link replace the link's target; /dev/stdout is written in place; a state
+// file with CR LF line ends loads; a corrupted row read at a restart is reported with its table,
+// copy and row.
+TEST_F(TarnctlTest, OutputsFollowLinksAndCorruptedReadsAreReported) {
+  const std::string s = file("a.tarn", "set arp egressPort=3 rewriteIndex=5 vlanId=10\n");
+  ASSERT_EQ(::symlink("target.hw", path("link.hw").c_str()), 0);
+  ok("run -q --tables arp " + s + " --hw-out " + path("link.hw"));
+  EXPECT_TRUE(fs::is_symlink(path("link.hw")));
+  std::string crlf;
+  for (char c : readFile(path("target.hw")))
+    crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  file("crlf.hw", crlf);
+  const std::string dump = ok("run -q --tables arp --hw-in " + path("crlf.hw") + " " +
+                              file("n.tarn", "") + " --dump /dev/stdout");
+  EXPECT_EQ(nlohmann::json::parse(dump)["tables"][0]["software"].size(), 1u);
+  EXPECT_EQ(
+      ok("run --tables arp " + s + " " + file("c.tarn", "corrupt arp index=197\nrestart warm\n")),
+      path("c.tarn") +
+          ":2: corrupted row read: table arp copy 0 (arp.Arp) HwIndex 197\n\n"
+          "3 lines, 3 commands, 2 hardware rows written; arp: 0 entries\n");
 }
 
 TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {

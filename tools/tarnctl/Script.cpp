@@ -10,6 +10,7 @@
 
 #include "Errors.h"
 #include "Fen/Text.h"
+#include "Input.h"
 
 namespace Tarnctl {
 namespace {
@@ -40,12 +41,13 @@ std::map<std::string, Fen::U64> namedNumbers(const std::vector<std::string_view>
     std::string name(args[i].substr(0, eq));
     bool known = eq != std::string_view::npos &&
                  std::find(allowed.begin(), allowed.end(), name) != allowed.end();
-    if (!known) throw ToolError("unexpected '" + std::string(args[i]) + "'");
+    if (!known) throw ToolError("unexpected '" + Fen::quoteInput(args[i]) + "'");
     std::string_view value = args[i].substr(eq + 1);
+    if (out.count(name)) throw ToolError("field '" + name + "' given twice");
     try {
       out[name] = Fen::parseText<Fen::U64>(value);
     } catch (const std::exception& e) {
-      throw ToolError(name + "=" + std::string(value) + ": " + e.what());
+      throw ToolError(name + "=" + Fen::quoteInput(value) + ": " + e.what());
     }
   }
   for (const auto& r : required) {
@@ -59,12 +61,13 @@ std::string restartMode(const std::vector<std::string_view>& args) {
   if (args.size() < 2) throw ToolError("restart: expected warm or cold");
   std::string mode(args[1]);
   if (mode != "warm" && mode != "cold")
-    throw ToolError("restart: expected warm or cold, got '" + mode + "'");
+    throw ToolError("restart: expected warm or cold, got '" + Fen::quoteInput(mode) + "'");
   bool keep = args.size() > 2 && args[2] == "keep";
   if (args.size() > (keep ? 3u : 2u)) {
     std::string given = mode;
     for (std::size_t i = 2; i < args.size(); ++i) given += " " + std::string(args[i]);
-    throw ToolError("restart: expected warm, warm keep or cold, got '" + given + "'");
+    throw ToolError("restart: expected warm, warm keep or cold, got '" + Fen::quoteInput(given) +
+                    "'");
   }
   if (keep && mode == "cold")
     throw ToolError("restart: keep applies to warm only, got 'cold keep'");
@@ -89,12 +92,15 @@ void ScriptRunner::run(std::istream& in, const std::string& fileName) {
   routes_.scriptIs(fileName);
   std::string line;
   Fen::U64 lineNo = 0;
-  while (std::getline(in, line)) {
-    ++lineNo;
-    ++stats_.lines;
-    location_ = fileName + ":" + std::to_string(lineNo);
+  for (;;) {
+    location_ = fileName + ":" + std::to_string(lineNo + 1);
     try {
+      if (!readLine(in, line)) break;
+      ++lineNo;
+      ++stats_.lines;
+      refuseControlBytes(line);
       runLine(line);
+      reportCorruption();
     } catch (const std::exception& e) {
       progress(fileName, true);
       throw LineError(location_ + ": " + e.what());
@@ -102,6 +108,27 @@ void ScriptRunner::run(std::istream& in, const std::string& fileName) {
     if (lineNo % progressEvery == 0) progress(fileName, false);
   }
   progress(fileName, true);
+}
+
+void ScriptRunner::runOne(std::string_view line, const std::string& location) {
+  location_ = location;
+  ++stats_.lines;
+  try {
+    refuseControlBytes(line);
+    runLine(line);
+    reportCorruption();
+  } catch (const std::exception& e) {
+    throw LineError(location_ + ": " + e.what());
+  }
+}
+
+void ScriptRunner::reportCorruption() {
+  for (const auto& t : session_.tables()) {
+    for (auto& c : t->takeCorruptionReports()) {
+      if (!options_.silentCorruption) out_ << location_ << ": " << c.text() << "\n";
+      stats_.corruptions.push_back(CorruptionStat{location_, std::move(c)});
+    }
+  }
 }
 
 void ScriptRunner::progress(const std::string& fileName, bool last) {
@@ -161,7 +188,7 @@ void ScriptRunner::runCommand(std::string_view command) {
     tableArg().access().accessEntryDelAll();
   } else if (command == "restart") {
     restart();
-  } else if (command == "corrupt" || command == "damage") {
+  } else if (command == "corrupt" || command == "damage" || command == "erase") {
     fault(command);
   } else if (command == "check") {
     noMore(1);
@@ -174,9 +201,9 @@ void ScriptRunner::runCommand(std::string_view command) {
   } else if (command == "lookup") {
     routes_.lookup(args_, out_);
   } else {
-    throw ToolError(
-        "unknown command '" + std::string(command) +
-        "' (commands: set, del, clear, restart, corrupt, damage, check, show, route, lookup)");
+    throw ToolError("unknown command '" + Fen::quoteInput(command) +
+                    "' (commands: set, del, clear, restart, corrupt, damage, erase, check, show, "
+                    "route, lookup)");
   }
 }
 
@@ -184,8 +211,12 @@ void ScriptRunner::restart() {
   const std::string mode = restartMode(args_);
   const bool keep = mode == "warm keep";
   Fen::U64 before = session_.chip()->writeCount();
-  session_.start(mode == "cold" ? TarnSwitchApi::StartMode::cold : TarnSwitchApi::StartMode::warm,
-                 keep);
+  try {
+    session_.start(mode == "cold" ? TarnSwitchApi::StartMode::cold : TarnSwitchApi::StartMode::warm,
+                   keep);
+  } catch (const ToolError& e) {
+    throw ToolError("restart " + mode + ": " + e.what());
+  }
   routes_.restarted(mode == "cold");
   stats_.restarts.push_back(RestartStat{location_, mode, session_.chip()->writeCount() - before});
   if (!options_.verbose) return;
@@ -209,7 +240,8 @@ void ScriptRunner::fault(std::string_view command) {
     throw ToolError("index " + std::to_string(index) + " is outside hardware table '" + hw.name() +
                     "' [" + std::to_string(hw.lower()) + ", " + std::to_string(hw.upper()) + "]");
   }
-  if (!damage) return hw.corruptionIs(TarnSwitchApi::HwIndex(index), true);
+  if (command == "corrupt") return hw.corruptionIs(TarnSwitchApi::HwIndex(index), true);
+  if (!damage) return hw.entryDel(TarnSwitchApi::HwIndex(index));
   if (n["xor"] > 0xFFFFFFFFull)
     throw ToolError("xor=" + std::to_string(n["xor"]) + ": not a 32-bit mask");
   std::optional<TarnSwitchApi::DataArrayIndex> word;
@@ -217,6 +249,12 @@ void ScriptRunner::fault(std::string_view command) {
     word = TarnSwitchApi::DataArrayIndex(n["word"]);
   } catch (const Fen::RangeException& e) {
     throw ToolError("word=" + std::to_string(n["word"]) + ": " + e.what());
+  }
+  const unsigned width = t.copyWords(TarnSwitchApi::HwTableId(n["copy"]));
+  if (n["word"] >= width) {
+    throw ToolError("word=" + std::to_string(n["word"]) + ": rows of " + t.name() + " copy " +
+                    std::to_string(n["copy"]) + " (" + hw.name() + ") hold " +
+                    std::to_string(width) + " words (0.." + std::to_string(width - 1) + ")");
   }
   hw.damageIs(TarnSwitchApi::HwIndex(index), *word, Fen::U32(n["xor"]));
 }

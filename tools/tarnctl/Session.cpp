@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "Errors.h"
+#include "TarnSwitchTable/TarnTableRows.h"
 
 namespace Tarnctl {
 
@@ -27,6 +28,25 @@ const Fen::ClassInfo& registeredTable(std::string_view name) {
     known += (known.empty() ? "" : ", ") + shortTableName(c->name);
   }
   throw ToolError("unknown table '" + std::string(name) + "' (tables: " + known + ")");
+}
+
+TarnSwitchApi::HwTableShapes registeredShapes(const TarnSwitch::ChipProfile& profile) {
+  Session scratch(Fen::makePtr<TarnSwitchApi::HwTableCollection>(profile));
+  scratch.start(TarnSwitchApi::StartMode::cold);
+  TarnSwitchApi::HwTableShapes shapes;
+  for (const auto& t : scratch.tables()) {
+    if (!t->swTable().profileConvertorPtr()) continue;  // a table without hardware
+    auto& conv = t->convertor();
+    for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
+      const TarnSwitchApi::HwTableConfig* hw = conv.hwTable(id);
+      if (!hw) continue;
+      unsigned words = t->copyWords(id);
+      auto it = shapes.find(hw->name());
+      if (it != shapes.end()) words = std::max(words, it->second.words);  // a shared table
+      shapes[hw->name()] = TarnSwitchApi::HwTableShape{hw->lower(), hw->upper(), words};
+    }
+  }
+  return shapes;
 }
 
 std::string hex32(Fen::U32 w) {

@@ -17,6 +17,12 @@ std::vector<const Fen::ClassInfo*> registeredTables();
 // (tables: ...)" listing the registered tables otherwise.
 const Fen::ClassInfo& registeredTable(std::string_view name);
 
+// The hardware tables every registered table declares on a chip of `profile`, with their rows
+// and the words of a row: what a saved hardware state for that profile may hold. Starts every
+// registered table cold on a scratch chip, so a profile the tables cannot work with raises their
+// error here (ToolError "table X: ..." or the framework's exception).
+TarnSwitchApi::HwTableShapes registeredShapes(const TarnSwitch::ChipProfile& profile);
+
 // The first row where hardware differs from what the library would write.
 struct CheckMismatch {
   std::string table;

@@ -1,8 +1,11 @@
 #include "ToolTable.h"
 
 #include <cctype>
+#include <cstdlib>
 
 #include "Errors.h"
+#include "Fen/Text.h"
+#include "TarnSwitchTable/TarnTableRows.h"
 
 namespace Tarnctl {
 namespace {
@@ -17,7 +20,7 @@ const Fen::ClassInfo& registeredClass(const std::string& name, const std::string
 std::pair<std::string_view, std::string_view> splitField(std::string_view token) {
   auto eq = token.find('=');
   if (eq == std::string_view::npos || eq == 0) {
-    throw ToolError("expected FIELD=VALUE, got '" + std::string(token) + "'");
+    throw ToolError("expected FIELD=VALUE, got '" + Fen::quoteInput(token) + "'");
   }
   return {token.substr(0, eq), token.substr(eq + 1)};
 }
@@ -83,7 +86,80 @@ void ToolTable::start(const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip,
   object_ = object;
   access_ = access;
   table_ = dynamic_cast<TarnSwitchApi::SwTable*>(object.ptr());
-  TarnSwitchApi::startSwTable(*table_, chip, mode);
+  try {
+    TarnSwitchApi::startSwTable(*table_, chip, mode);
+  } catch (const Fen::Exception& e) {
+    throw ToolError(failedStartPlace() + e.what());
+  }
+}
+
+std::string ToolTable::failedStartPlace() const {
+  auto* conv = table_->profileConvertorPtr();
+  for (TarnSwitchApi::HwTableId id = 0; conv && id < conv->hwTableCount(); ++id) {
+    const TarnSwitchApi::HwTableConfig* hw = conv->hwTable(id);
+    for (Fen::U64 i = hw ? hw->lower() : 1; hw && i <= hw->upper(); ++i) {
+      if (!hw->storedEntry(TarnSwitchApi::HwIndex(i))) continue;
+      try {
+        access_->decodeRowText(id, TarnSwitchApi::HwIndex(i));
+      } catch (const Fen::Exception&) {
+        return "table " + name_ + " copy " + std::to_string(id) + " (" + hw->name() + ") HwIndex " +
+               std::to_string(i) + ": ";
+      }
+    }
+  }
+  return "table " + name_ + ": ";
+}
+
+std::string CorruptionReport::text() const {
+  return "corrupted row read: table " + table + " copy " + std::to_string(copy) + " (" + hwTable +
+         ") HwIndex " + std::to_string(index);
+}
+
+std::vector<CorruptionReport> ToolTable::takeCorruptionReports() {
+  std::vector<CorruptionReport> out;
+  if (!table_ || !table_->profileConvertorPtr()) return out;  // not started, or no hardware
+  auto& conv = convertor();
+  if (conv.corruptionReports().empty()) return out;
+  // The simulated chip's message: "corrupted entry at HwIndex N of hardware table 'NAME'".
+  for (const std::string& m : conv.corruptionReports()) {
+    CorruptionReport r{name_, 0, "", 0};
+    auto at = m.find("HwIndex ");
+    auto q = m.find('\'');
+    if (at != std::string::npos)
+      r.index = TarnSwitchApi::HwIndex(std::strtoul(m.c_str() + at + 8, nullptr, 10));
+    if (q != std::string::npos) r.hwTable = m.substr(q + 1, m.rfind('\'') - q - 1);
+    for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
+      if (conv.hwTable(id) && conv.hwTable(id)->name() == r.hwTable) r.copy = id;
+    }
+    bool again = false;  // one start reads a row more than once: report it once
+    for (const auto& o : out) again = again || (o.copy == r.copy && o.index == r.index);
+    if (!again) out.push_back(std::move(r));
+  }
+  conv.corruptionReportsDelAll();
+  return out;
+}
+
+unsigned ToolTable::copyWords(TarnSwitchApi::HwTableId id) const {
+  const auto* rows = dynamic_cast<const TarnSwitchTable::RowConvertor*>(&convertor());
+  const TarnSwitchTable::Copy* c = rows ? rows->copy(id) : nullptr;
+  return c ? c->words : TarnSwitchApi::hwEntryMaxWords;
+}
+
+unsigned ToolTable::copyComparedWords(TarnSwitchApi::HwTableId id) const {
+  const auto* rows = dynamic_cast<const TarnSwitchTable::RowConvertor*>(&convertor());
+  const TarnSwitchTable::Copy* c = rows ? rows->copy(id) : nullptr;
+  return c ? c->compareWords : TarnSwitchApi::hwEntryMaxWords;
+}
+
+std::string ToolTable::keyFields(const void* key) const {
+  std::string out;
+  for (const auto& p : paths_) {
+    if (!p.leaf || !p.key) continue;
+    void* object = const_cast<void*>(key);
+    for (std::size_t k = 0; k + 1 < p.chain.size(); ++k) object = p.chain[k]->nested(object);
+    out += (out.empty() ? "" : " ") + p.path + "=" + p.chain.back()->print(object);
+  }
+  return out;
 }
 
 namespace {
@@ -120,6 +196,12 @@ void ToolTable::set(const std::vector<std::string_view>& fields) {
   checkKey();
   access_->scratchResultLoad();
   applyFields(fields, false, false);
+  try {
+    access_->scratchResultCheck();
+  } catch (const std::exception& e) {
+    throw ToolError("table " + name_ + " refuses result " + access_->scratchResultStrep() + ": " +
+                    e.what() + "; nothing changed");
+  }
   if (!access_->scratchInsertable()) {
     throw ToolError("table " + name_ + " is full: no placement of its entries holds key " +
                     access_->scratchKeyStrep() + "; nothing changed");
@@ -142,7 +224,7 @@ void ToolTable::applyFields(const std::vector<std::string_view>& fields, bool ke
     std::size_t i = 0;
     while (i < paths_.size() && paths_[i].path != field) ++i;
     if (i == paths_.size()) {
-      throw ToolError("unknown field '" + std::string(field) + "' of table " + name_ +
+      throw ToolError("unknown field '" + Fen::quoteInput(field) + "' of table " + name_ +
                       " (fields: " + fieldList() + ")");
     }
     if (paths_[i].key != key) {
@@ -165,7 +247,8 @@ void ToolTable::applyField(std::size_t pathIndex, std::string_view field, std::s
   try {
     p.chain.back()->parse(object, value);
   } catch (const std::exception& e) {
-    throw ToolError(name_ + ": " + std::string(field) + "=" + std::string(value) + ": " + e.what());
+    throw ToolError(name_ + ": " + std::string(field) + "=" + Fen::quoteInput(value) + ": " +
+                    e.what());
   }
 }
 

@@ -12,6 +12,16 @@
 
 namespace Tarnctl {
 
+// A corrupted row that a read of the library reported: table, copy and row.
+struct CorruptionReport {
+  std::string table;
+  TarnSwitchApi::HwTableId copy = 0;
+  std::string hwTable;
+  TarnSwitchApi::HwIndex index = 0;
+  // "corrupted row read: table arp copy 0 (arp.Arp) HwIndex 197"
+  std::string text() const;
+};
+
 // A field the script may set: its path and the attributes leading to it.
 struct FieldPath {
   std::string path;
@@ -55,12 +65,23 @@ class ToolTable {
   // The entry as a script line ("set arp egressPort=3 ..."), leaf fields in declaration order.
   std::string scriptLine(const void* key, const void* result) const;
   const std::vector<FieldPath>& fields() const { return paths_; }
+  // The key fields of a key of this table, as `del` takes them ("egressPort=3 rewriteIndex=5").
+  std::string keyFields(const void* key) const;
   // The hardware copy `id`, or ToolError naming the copies there are.
   TarnSwitchApi::HwTableConfig& hwCopy(TarnSwitchApi::HwTableId id) const;
+  // The words a row of copy `id` holds, and how many leading ones decide whether a row holds
+  // what the library writes (the rest is written with them but never compared).
+  unsigned copyWords(TarnSwitchApi::HwTableId id) const;
+  unsigned copyComparedWords(TarnSwitchApi::HwTableId id) const;
+  // The corrupted rows the library reported since the last call.
+  std::vector<CorruptionReport> takeCorruptionReports();
 
  private:
   // A new table object from the factory, checked to offer entry access of the registered types.
   Fen::Ptr<Fen::PtrInterface> build() const;
+  // "table arp copy 0 (arp.Arp) HwIndex 197: " for the first stored row whose decode raises,
+  // or "table arp: " when none does: where a start that raised `e` met it.
+  std::string failedStartPlace() const;
   // Adds a path per attribute (and its children), each joined to the enclosing path `prefix`.
   void addPaths(const std::vector<Fen::AttributeInfo>& attrs, const std::string& prefix,
                 std::vector<const Fen::AttributeInfo*> chain, bool key, int parent);

@@ -1,6 +1,7 @@
 // tarnctl: drives the table library on the simulated chip. Commands: run, encode, decode,
 // tables, profiles, parity. Exit status 0 on success, 1 when a check failed, 2 on any error.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -11,9 +12,11 @@
 #include "Errors.h"
 #include "Fen/File.h"
 #include "Fen/Trace.h"
+#include "Input.h"
 #include "Parity.h"
 #include "Profile.h"
 #include "Script.h"
+#include "Soak.h"
 #include "TarnSwitchTable/TarnTableModules.h"
 
 namespace Tarnctl {
@@ -58,8 +61,9 @@ void traceIs(const std::string& option) {
 Fen::Ptr<TarnSwitchApi::HwTableCollection> startChip(const RunArgs& a,
                                                      const TarnSwitch::ChipProfile& profile) {
   if (a.hwIn.empty()) return Fen::makePtr<TarnSwitchApi::HwTableCollection>(profile);
+  const TarnSwitchApi::HwTableShapes shapes = registeredShapes(profile);
   try {
-    return TarnSwitchApi::HwTableCollection::load(a.hwIn, &profile);
+    return TarnSwitchApi::HwTableCollection::load(a.hwIn, &profile, &shapes);
   } catch (const Fen::Exception& e) {
     throw ToolError(std::string("--hw-in: ") + e.what());
   }
@@ -104,21 +108,21 @@ void replay(ScriptRunner& runner, const RunArgs& a) {
       runner.run(std::cin, "<stdin>");
       continue;
     }
-    std::ifstream in(path);
-    if (!in) throw ToolError("cannot open script '" + path + "'");
+    std::ifstream in = openInput(path, "script");
     runner.run(in, path);
   }
 }
 
+// Writes --hw-out and --dump all or nothing (see Fen::OutputFiles); a dump to standard output
+// follows once the files are written.
 void writeOutputs(Session& s, const RunArgs& a) {
-  if (!a.hwOut.empty()) s.chip()->save(a.hwOut);
-  if (a.dump.empty()) return;
-  std::string text = dumpJson(s).dump() + "\n";
-  if (a.dump == "-") {
-    std::cout << text;
-  } else {
-    Fen::writeFileAtomically(a.dump, text);
-  }
+  Fen::OutputFiles files;
+  if (!a.hwOut.empty()) files.add(a.hwOut, s.chip()->saveText());
+  std::string dump = a.dump.empty() ? "" : dumpJson(s).dump() + "\n";
+  if (!a.dump.empty() && a.dump != "-") files.add(a.dump, dump);
+  std::cout.flush();  // an output through /dev/stdout goes after what was printed
+  files.commit();
+  if (a.dump == "-") std::cout << dump;
 }
 
 // The --json summary: counts, entries per table and the rows each restart wrote.
@@ -136,6 +140,14 @@ Json summaryJson(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64 
   out["restarts"] = Json::array();
   for (const auto& r : st.restarts)
     out["restarts"].push_back(Json{{"line", r.line}, {"mode", r.mode}, {"writes", r.writes}});
+  out["corruptions"] = Json::array();
+  for (const auto& c : st.corruptions) {
+    out["corruptions"].push_back(Json{{"line", c.line},
+                                      {"table", c.row.table},
+                                      {"copy", c.row.copy},
+                                      {"hwTable", c.row.hwTable},
+                                      {"index", c.row.index}});
+  }
   return out;
 }
 
@@ -156,15 +168,21 @@ void printSummary(Session& s, const RunStats& st, Fen::U64 startWrites, Fen::U64
 
 int runCommand(const RunArgs& a) {
   for (const auto& t : a.traces) traceIs(t);
+  if (std::find(a.scripts.begin(), a.scripts.end(), "-") != a.scripts.end()) checkStandardInput();
   std::vector<std::string> only = selectedTables(a);
   TarnSwitch::ChipProfile profile = profileFromOption(a.profile);
   Session s(startChip(a, profile), only);
   bool warm = !a.hwIn.empty();
-  s.start(warm ? TarnSwitchApi::StartMode::warm : TarnSwitchApi::StartMode::cold);
+  try {
+    s.start(warm ? TarnSwitchApi::StartMode::warm : TarnSwitchApi::StartMode::cold);
+  } catch (const ToolError& e) {
+    if (!warm) throw;
+    throw ToolError("--hw-in: " + a.hwIn + ": " + e.what());
+  }
   bool verbose = a.verbose || (a.scripts.empty() && !a.quiet && !a.json);
   if (verbose) printStart(s, s.chip()->writeCount(), warm);
   Fen::U64 before = s.chip()->writeCount();
-  ScriptRunner runner(s, RunOptions{verbose, a.quiet || a.json}, std::cout);
+  ScriptRunner runner(s, RunOptions{verbose, a.quiet || a.json, a.json}, std::cout);
   replay(runner, a);
   writeOutputs(s, a);
   printSummary(s, runner.stats(), before, s.chip()->writeCount() - before, a);
@@ -233,6 +251,31 @@ void addParity(CLI::App& app, std::vector<std::string>& values, int& result) {
   });
 }
 
+void addSoak(CLI::App& app, SoakOptions& o, std::string& tables, int& result) {
+  auto* soak = app.add_subcommand(
+      "soak",
+      "Random operations, faults and restarts of every kind on every table against a model; "
+      "prints 'soak: ops=N restarts=R processes=P mismatches=M seed=S'");
+  soak->add_option("--seed", o.seed, "seed of the random operations")->capture_default_str();
+  soak->add_option("--ops", o.ops, "operations in all")->capture_default_str();
+  soak->add_option("--restarts", o.restarts, "restarts in all (about)")->capture_default_str();
+  soak->add_option("--profile", o.profiles, "built-in profiles or profile files (repeatable)")
+      ->capture_default_str();
+  soak->add_option("--tables", tables, "only these tables, short names separated by commas");
+  soak->add_option("--shrink-seconds", o.shrinkSeconds, "time spent shrinking a failure")
+      ->capture_default_str();
+  soak->add_option("--work-dir", o.workDir, "where process restarts keep their state file")
+      ->capture_default_str();
+  soak->callback([&] {
+    for (std::size_t b = 0, e = 0; !tables.empty() && e != std::string::npos; b = e + 1) {
+      e = tables.find(',', b);
+      o.tables.push_back(tables.substr(b, e == std::string::npos ? e : e - b));
+      registeredTable(o.tables.back());
+    }
+    result = runSoak(o, std::cout).mismatches == 0 ? exitOk : exitCheckFailed;
+  });
+}
+
 void printTables() {
   for (const auto* c : registeredTables()) {
     ToolTable t(*c);
@@ -256,6 +299,9 @@ int cli(int argc, char** argv) {
   addCodec(app, codecArgs, result);
   std::vector<std::string> parityArgs;
   addParity(app, parityArgs, result);
+  SoakOptions soakOptions;
+  std::string soakTables;
+  addSoak(app, soakOptions, soakTables, result);
   app.add_subcommand("tables", "Every registered table with its key and result fields")
       ->callback(printTables);
   app.add_subcommand("profiles", "The built-in chip profiles")->callback([] {

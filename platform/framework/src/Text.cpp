@@ -12,7 +12,7 @@ void TextReader::fail(std::string_view expected) const {
   std::string msg = "\"";
   msg += expected;
   msg += "\", instead got ";
-  msg += rest_;
+  msg += quoteInput(rest_, 256);
   throw TextFormException(msg);
 }
 
@@ -145,6 +145,27 @@ std::string rangeMessageLiteral(const char* type, U64 min, U64 max) {
 
 std::string rangeMessageLiteralMax(const char* type, U64 max) {
   return std::string(type) + "::value > " + std::to_string(max) + " not allowed";
+}
+
+}  // namespace Fen
+
+namespace Fen {
+
+std::string quoteInput(std::string_view text, std::size_t limit) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size() && i < limit; ++i) {
+    unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c < 0x7F) {
+      out += char(c);
+      continue;
+    }
+    static const char hex[] = "0123456789abcdef";
+    out += "\\x";
+    out += hex[c >> 4];
+    out += hex[c & 0xF];
+  }
+  if (text.size() > limit) out += "... (" + std::to_string(text.size()) + " bytes)";
+  return out;
 }
 
 }  // namespace Fen

@@ -44,6 +44,9 @@ namespace Fen {
 template <>
 struct ValueTraits<Lanx::EthAddr> {
   static const char* typeName() { return "Lanx::EthAddr"; }
+  static constexpr U64 numericMin = 0;
+  static constexpr U64 numericMax = 0xFFFFFFFFFFFFull;
+  static Lanx::EthAddr fromNumber(U64 n) { return Lanx::EthAddr::fromU64(n); }
   static void print(std::string& out, const Lanx::EthAddr& v);
   static Lanx::EthAddr parse(TextReader& in);
   static U32 hash(U32 seed, const Lanx::EthAddr& v) { return hashMix(seed, v.toU64(), 6); }

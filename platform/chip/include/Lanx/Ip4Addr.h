@@ -27,6 +27,9 @@ namespace Fen {
 template <>
 struct ValueTraits<Lanx::Ip4Addr> {
   static const char* typeName() { return "Lanx::Ip4Addr"; }
+  static constexpr U64 numericMin = 0;
+  static constexpr U64 numericMax = 0xFFFFFFFFull;
+  static Lanx::Ip4Addr fromNumber(U64 n) { return Lanx::Ip4Addr(U32(n)); }
   static void print(std::string& out, Lanx::Ip4Addr v);
   // Four decimal octets 0..255 separated by dots; anything else is refused quoting the input.
   static Lanx::Ip4Addr parse(TextReader& in);

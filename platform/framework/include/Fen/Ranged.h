@@ -49,6 +49,9 @@ template <class Tag, class Rep, U64 Min, U64 Max>
 struct ValueTraits<Ranged<Tag, Rep, Min, Max>> {
   using R = Ranged<Tag, Rep, Min, Max>;
   static const char* typeName() { return Tag::name; }
+  static constexpr U64 numericMin = Min;
+  static constexpr U64 numericMax = Max;
+  static R fromNumber(U64 n) { return R(n); }
   static void print(std::string& out, R v) { out += std::to_string(v.value()); }
   static R parse(TextReader& in) { return R(in.readUnsigned()); }
   static U32 hash(U32 seed, R v) { return hashMix(seed, v.value(), sizeof(Rep)); }

@@ -28,6 +28,11 @@ struct AttributeInfo {
   std::vector<AttributeInfo> children;
   // The address of this attribute inside `object`; set only when `children` is not empty.
   std::function<void*(void* object)> nested;
+  // Fields with a numeric form (integers, ranged integers, bool, addresses): the smallest and
+  // largest value the field takes, and a setter from a number in that range. Empty otherwise.
+  std::function<void(void* object, U64 number)> setNumber;
+  U64 minNumber = 0;
+  U64 maxNumber = 0;
 
   const AttributeInfo* child(std::string_view childName) const;
 };
@@ -92,6 +97,19 @@ void describeChildren(AttributeInfo& a, Place place) {
   if (!a.children.empty()) a.nested = place;
 }
 
+// Gives attribute `a` its numeric bounds and setter when T has a numeric form
+// (ValueTraits<T>::numericMin, numericMax and fromNumber); `place` finds the T inside the object.
+template <class T, class Place>
+void describeNumber(AttributeInfo& a, Place place) {
+  if constexpr (HasNumericForm<T>::value) {
+    a.minNumber = ValueTraits<T>::numericMin;
+    a.maxNumber = ValueTraits<T>::numericMax;
+    a.setNumber = [place](void* o, U64 n) {
+      *static_cast<T*>(place(o)) = ValueTraits<T>::fromNumber(n);
+    };
+  }
+}
+
 // Element `i` of fixed array type A, addressed inside the array itself.
 template <class A>
 AttributeInfo elementAttribute(std::size_t i) {
@@ -102,8 +120,13 @@ AttributeInfo elementAttribute(std::size_t i) {
       [i](const void* o) { return printText((*static_cast<const A*>(o))[i]); },
       [i](void* o, std::string_view text) { (*static_cast<A*>(o))[i] = parseText<T>(text); },
       {},
-      nullptr};
-  describeChildren<T>(a, [i](void* o) -> void* { return &(*static_cast<A*>(o))[i]; });
+      nullptr,
+      nullptr,
+      0,
+      0};
+  auto place = [i](void* o) -> void* { return &(*static_cast<A*>(o))[i]; };
+  describeChildren<T>(a, place);
+  describeNumber<T>(a, place);
   return a;
 }
 
@@ -118,8 +141,13 @@ AttributeInfo fieldAttribute(const F& f) {
       [f](const void* o) { return printText(static_cast<const V*>(o)->*(f.member)); },
       [f](void* o, std::string_view text) { static_cast<V*>(o)->*(f.member) = parseText<T>(text); },
       {},
-      nullptr};
-  describeChildren<T>(a, [f](void* o) -> void* { return &(static_cast<V*>(o)->*(f.member)); });
+      nullptr,
+      nullptr,
+      0,
+      0};
+  auto place = [f](void* o) -> void* { return &(static_cast<V*>(o)->*(f.member)); };
+  describeChildren<T>(a, place);
+  describeNumber<T>(a, place);
   return a;
 }
 

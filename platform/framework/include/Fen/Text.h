@@ -39,6 +39,18 @@ class TextReader {
 template <class T, class Enable = void>
 struct ValueTraits;
 
+// Whether a field type has a numeric form: ValueTraits<T> gives `numericMin`, `numericMax` (U64)
+// and `fromNumber(U64)`, so tools can set it from a number in that range (its bounds included).
+template <class T, class = void>
+struct HasNumericForm : std::false_type {};
+template <class T>
+struct HasNumericForm<T, std::void_t<decltype(ValueTraits<T>::numericMax)>> : std::true_type {};
+
+// The input quoted for a message: control and non-ASCII bytes (a NUL included) as \xNN, and past
+// `limit` bytes cut, with the full length given, so a message keeps its context whatever the
+// input holds.
+std::string quoteInput(std::string_view text, std::size_t limit = 64);
+
 // Hash of the low `widthBytes` bytes of `value` (at most 8) continuing from `seed`: FNV-1a over
 // the bytes, least significant first, then a final avalanche. Inline, so hashing a key is no call.
 inline U32 hashMix(U32 seed, U64 value, unsigned widthBytes) {
@@ -67,6 +79,9 @@ struct ValueTraits<T, std::enable_if_t<std::is_unsigned_v<T> && !std::is_same_v<
         return "U64";
     }
   }
+  static constexpr U64 numericMin = 0;
+  static constexpr U64 numericMax = static_cast<U64>(static_cast<T>(~T(0)));
+  static T fromNumber(U64 n) { return static_cast<T>(n); }
   static void print(std::string& out, T v) { out += std::to_string(v); }
   static T parse(TextReader& in) {
     U64 v = in.readUnsigned();
@@ -82,6 +97,9 @@ struct ValueTraits<T, std::enable_if_t<std::is_unsigned_v<T> && !std::is_same_v<
 template <>
 struct ValueTraits<bool> {
   static const char* typeName() { return "bool"; }
+  static constexpr U64 numericMin = 0;
+  static constexpr U64 numericMax = 1;
+  static bool fromNumber(U64 n) { return n != 0; }
   static void print(std::string& out, bool v) { out += v ? "true" : "false"; }
   static bool parse(TextReader& in);
   static U32 hash(U32 seed, bool v) { return hashMix(seed, v ? 1 : 0, 1); }

@@ -114,6 +114,15 @@ class HwTableConfig : public Fen::PtrInterface {
   Fen::PtrConst<HwTableRegisterMapping> mapping_;
 };
 
+// What a hardware table may hold when it is loaded from a state file: its rows and the words
+// of a row, as the tables that declare it lay it out.
+struct HwTableShape {
+  HwIndex lower = 0;
+  HwIndex upper = 0;
+  unsigned words = hwEntryMaxWords;
+};
+using HwTableShapes = std::map<std::string, HwTableShape>;
+
 // The chip: its profile and every hardware table by name.
 class HwTableCollection : public Fen::PtrInterface {
  public:
@@ -129,12 +138,18 @@ class HwTableCollection : public Fen::PtrInterface {
   // Observes writes to every table, present and future.
   void writeObserverIs(HwWriteObserver observer);
 
-  // Writes the whole hardware state to `path` atomically (temporary file, then rename).
+  // The whole hardware state as the text of a state file.
+  std::string saveText() const;
+  // Writes saveText() to `path` as Fen::writeFileAtomically does.
   void save(const std::string& path) const;
-  // Reads a state written by save; refuses (HwStateException) a truncated or malformed file,
-  // or one saved for another profile than `expected` when given. Never returns half a state.
+  // Reads a state written by save; refuses (HwStateException "PATH:LINE: reason") a truncated
+  // or malformed file, one saved for another profile than `expected` when given, and with
+  // `shapes` a table not listed there, other bounds than listed or a row longer than listed.
+  // Reads line by line with lines of bounded length and keeps only the rows the file holds
+  // besides the tables; never returns half a state.
   static Fen::Ptr<HwTableCollection> load(const std::string& path,
-                                          const TarnSwitch::ChipProfile* expected);
+                                          const TarnSwitch::ChipProfile* expected,
+                                          const HwTableShapes* shapes = nullptr);
 
  private:
   TarnSwitch::ChipProfile profile_;
