@@ -531,6 +531,21 @@ TEST_F(TarnctlTest, LpmKeysTheTablesCannotTakeAreRefusedWithExitTwo) {
     EXPECT_EQ(r.err, script + ":3: " + message);
     EXPECT_EQ(readFile(path("d.json")), "") << text;
   }
+  // A next hop no LPM table can encode (rewrite type 2; rewrite type 1 with an L3 LAG) is refused
+  // before anything changes, naming the broken condition, instead of stopping the process.
+  for (const auto& [cell, fault] : std::vector<std::pair<std::string, std::string>>{
+           {"rewriteType=2", "rewriteType == 0 || rewriteType == 1"},
+           {"rewriteType=1 cellResult.nexthopIndexes.l3LagIndex=3",
+            "l3LagIndex == TarnSwitch::L3LagIndex::null()"}}) {
+    const Result r = tarnctl("run -q --tables lpm11 " + file("hop.tarn",
+                                                             "set lpm11 vrfId=0 prefix=10.0.0.0/11 "
+                                                             "cellResult.nexthopIndexes." +
+                                                                 cell + "\n"));
+    EXPECT_EQ(r.code, 2) << cell;
+    EXPECT_TRUE(has(r.err, ":1: table lpm11 refuses result Value('TarnSwitchTable::Lpm11Result'"))
+        << r.err;
+    EXPECT_TRUE(has(r.err, ": " + fault + " does not hold; nothing changed\n")) << r.err;
+  }
   // The two keys that fit, in the dump: way 0 and way 1 of bucket 0, words 0..5 (compare field
   // 0, valid bit 13, four null cells, parity; word 4 the location and hash-block number 3).
   ok("run -q --profile legacy --tables lpm23 --dump " + path("d.json") + " " +
