@@ -21,6 +21,9 @@ const ProfileHwApi oldLevel{4, 0}, newLevel{4, 1};
 const std::string lagMessage =
     "TarnSwitch::L3LagIndex::value < TarnSwitch::L3LagIndex::min or > "
     "TarnSwitch::L3LagIndex::null not allowed";
+const std::string cellIndexMessage =
+    "TarnSwitchTable::EntryCellIndex::value < TarnSwitchTable::EntryCellIndex::min or > "
+    "TarnSwitchTable::EntryCellIndex::max not allowed";
 
 EntryCellResult cell(U8 lag, U8 type, U8 index, U8 acl = maskLengthNull) {
   return EntryCellResult(NexthopIndexes(lag, type, index), acl);
@@ -136,10 +139,7 @@ TEST(LpmResultTest, CellsAreSetAndResetOneByOneOrAll) {
   trapped.cpuTrap = true;
   EXPECT_EQ(r, trapped);
   EXPECT_NE(r, LpmResult());
-  EXPECT_THAT([&] { r.cellResult(4); },
-              ThrowsMessage<Fen::RangeException>(
-                  "TarnSwitchTable::EntryCellIndex::value < TarnSwitchTable::EntryCellIndex::min "
-                  "or > TarnSwitchTable::EntryCellIndex::max not allowed"));
+  EXPECT_THAT([&] { r.cellResult(4); }, ThrowsMessage<Fen::RangeException>(cellIndexMessage));
 }
 
 TEST(LpmTypesTextTest, TextFormsAndTheirParsers) {
@@ -160,11 +160,8 @@ TEST(LpmTypesTextTest, TextFormsAndTheirParsers) {
               ThrowsMessage<Fen::RangeException>(
                   "TarnSwitchTable::MaskLength::value < TarnSwitchTable::MaskLength::min or > "
                   "TarnSwitchTable::MaskLength::null not allowed"));
-  EXPECT_THAT(
-      [] { Fen::parseText<EntryCellIndex>("4"); },
-      ThrowsMessage<Fen::RangeException>(
-          "TarnSwitchTable::EntryCellIndex::value < TarnSwitchTable::EntryCellIndex::min or > "
-          "TarnSwitchTable::EntryCellIndex::max not allowed"));
+  EXPECT_THAT([] { Fen::parseText<EntryCellIndex>("4"); },
+              ThrowsMessage<Fen::RangeException>(cellIndexMessage));
   EXPECT_THAT(
       [] {
         Fen::parseText<NexthopIndexes>(

@@ -65,48 +65,42 @@ class RouteProgrammerTest : public ::testing::Test {
   }
   std::vector<TarnSwitchApi::SwTable*> all() const { return TarnTest::routeTableList(tables_); }
 
-  // Every row of every copy of every table holds what the library would write for software.
-  ::testing::AssertionResult hardwareMatchesSoftware() const {
-    U32 want[TarnSwitchApi::hwEntryMaxWords];
+  // Calls f(convertor, copy id, hardware table, row) for every row of every copy of every table.
+  template <class F>
+  void forEachRow(F&& f) const {
     for (auto* t : all()) {
       auto& conv = *t->profileConvertorPtr();
       for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
         const auto* hw = conv.hwTable(id);
-        for (U64 i = hw->lower(); i <= hw->upper(); ++i) {
-          const unsigned n = conv.expectedHwRow(id, TarnSwitchApi::HwIndex(i), want);
-          if (TarnTest::rowWords(*hw, TarnSwitchApi::HwIndex(i), n) !=
-              TarnTest::Words(want, want + n))
-            return ::testing::AssertionFailure() << hw->name() << " row " << i << " differs";
-        }
+        for (U64 i = hw->lower(); i <= hw->upper(); ++i)
+          f(conv, id, *hw, TarnSwitchApi::HwIndex(i));
       }
     }
-    return ::testing::AssertionSuccess();
+  }
+  // Every row of every copy of every table holds what the library would write for software.
+  ::testing::AssertionResult hardwareMatchesSoftware() const {
+    std::string differs;
+    forEachRow([&](auto& conv, auto id, const auto& hw, TarnSwitchApi::HwIndex i) {
+      U32 want[TarnSwitchApi::hwEntryMaxWords];
+      const unsigned n = conv.expectedHwRow(id, i, want);
+      if (differs.empty() && TarnTest::rowWords(hw, i, n) != TarnTest::Words(want, want + n))
+        differs = hw.name() + " row " + std::to_string(i) + " differs";
+    });
+    if (differs.empty()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << differs;
   }
   std::size_t strideEntries() const {
-    const RouteTables& t = tables_;
-    return t.lpm14->entry().size() + t.lpm17->entry().size() + t.lpm20->entry().size() +
-           t.lpm23->entry().size() + t.lpm26->entry().size() + t.lpm29->entry().size() +
-           t.lpm32->entry().size();
+    std::size_t n = 0;
+    for (auto* t : all()) n += dynamic_cast<const EntryAccess&>(*t).entryCount();
+    return n - tables_.lpm11->entry().size();
   }
-  // The stride entry of `k` in the table of base `base`, or nullptr.
+  // The stride entry of `k` in the table of base `base` (12, 15, ..., 30), or nullptr.
   const LpmResult* strideEntry(U8 base, const TarnSwitch::LpmKey& k) const {
     const RouteTables& t = tables_;
-    switch (base) {
-      case 12:
-        return t.lpm14->entry(k);
-      case 15:
-        return t.lpm17->entry(k);
-      case 18:
-        return t.lpm20->entry(k);
-      case 21:
-        return t.lpm23->entry(k);
-      case 24:
-        return t.lpm26->entry(k);
-      case 27:
-        return t.lpm29->entry(k);
-      default:
-        return t.lpm32->entry(k);
-    }
+    const LpmResult* found[] = {t.lpm14->entry(k), t.lpm17->entry(k), t.lpm20->entry(k),
+                                t.lpm23->entry(k), t.lpm26->entry(k), t.lpm29->entry(k),
+                                t.lpm32->entry(k)};
+    return found[(base - 12) / 3];
   }
   U64 writes() const { return chip_->writeCount(); }
   // Every software entry (as text) and every word of every hardware row of the eight tables.
@@ -116,15 +110,10 @@ class RouteProgrammerTest : public ::testing::Test {
       auto& access = dynamic_cast<EntryAccess&>(*t);
       access.entryForEach(
           [&](const void* k, const void* r) { out.first += access.entryStrep(k, r) + "\n"; });
-      auto& conv = *t->profileConvertorPtr();
-      for (TarnSwitchApi::HwTableId id = 0; id < conv.hwTableCount(); ++id) {
-        const auto* hw = conv.hwTable(id);
-        for (U64 i = hw->lower(); i <= hw->upper(); ++i) {
-          for (U32 w : TarnTest::rowWords(*hw, TarnSwitchApi::HwIndex(i), 6))
-            out.second.push_back(w);
-        }
-      }
     }
+    forEachRow([&](auto&, auto, const auto& hw, TarnSwitchApi::HwIndex i) {
+      for (U32 w : TarnTest::rowWords(hw, i, 6)) out.second.push_back(w);
+    });
     return out;
   }
   TarnTest::ChipPtr chip_ = TarnTest::makeChip("default");

@@ -5,6 +5,7 @@
 
 #include "TarnSwitchApi/SwTable.h"
 #include "TarnSwitchTable/TarnRouteProgrammer.h"
+#include "TarnSwitchTable/TarnTableAccess.h"
 
 namespace TarnTest {
 
@@ -27,11 +28,6 @@ inline void startRouteTables(const TarnSwitchTable::RouteTables& t,
   for (auto* table : routeTableList(t)) TarnSwitchApi::startSwTable(*table, chip, mode);
 }
 
-template <class T>
-void copyEntries(const T& from, T& to) {
-  from.entry().forEach([&](const auto& k, const auto& r) { to.entryIs(k, r); });
-}
-
 // The agent restarts: new tables on the same chip, with the software entries of `old` restored
 // first when `keep`, started cold or warm; the programmer keeps its routes and is bound to the
 // new tables, which it makes equal to them. Returns the new tables.
@@ -40,15 +36,11 @@ inline TarnSwitchTable::RouteTables restartRouteTables(
     const Fen::Ptr<TarnSwitchApi::HwTableCollection>& chip, TarnSwitchApi::StartMode mode,
     bool keep) {
   TarnSwitchTable::RouteTables next = freshRouteTables();
-  if (keep) {
-    copyEntries(*old.lpm11, *next.lpm11);
-    copyEntries(*old.lpm14, *next.lpm14);
-    copyEntries(*old.lpm17, *next.lpm17);
-    copyEntries(*old.lpm20, *next.lpm20);
-    copyEntries(*old.lpm23, *next.lpm23);
-    copyEntries(*old.lpm26, *next.lpm26);
-    copyEntries(*old.lpm29, *next.lpm29);
-    copyEntries(*old.lpm32, *next.lpm32);
+  const auto from = routeTableList(old), to = routeTableList(next);
+  for (std::size_t i = 0; keep && i < from.size(); ++i) {
+    auto& into = dynamic_cast<TarnSwitchTable::EntryAccess&>(*to[i]);
+    dynamic_cast<const TarnSwitchTable::EntryAccess&>(*from[i]).entryForEach(
+        [&](const void* k, const void* r) { into.entryCopyIs(k, r); });
   }
   startRouteTables(next, chip, mode);
   routes.tablesIs(next);
