@@ -225,6 +225,7 @@ unsigned expectedRowWords(Conv& c, HwTableId id, HwIndex index, U32* words) {
   typename Conv::Item item;
   c.softwareItem(index, item);
   c.encodeItem(item, index, copy->encoding, words);
+  c.keepUncomparedWords(*copy, index, words);
   return copy->words;
 }
 

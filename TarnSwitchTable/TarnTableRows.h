@@ -124,6 +124,15 @@ class RowConvertor : public SwTableProfileConvertor {
   static bool heldEquals(const Copy& c, const U32* held, const U32* words) {
     return std::equal(held, held + c.compareWords, words);
   }
+  // For a copy compared on fewer words than it writes: sets the words of `words` past the compared
+  // ones to what the copy holds at `index`, since a row whose compared words match is never
+  // rewritten and so holds those words as they are (kept when the row is absent).
+  void keepUncomparedWords(const Copy& c, HwIndex index, U32* words) {
+    if (c.compareWords >= c.words) return;
+    U32 held[hwEntryMaxWords];
+    if (readRow(c, index, held))
+      std::copy(held + c.compareWords, held + c.words, words + c.compareWords);
+  }
   // Repairs the static bits of row `index` of one copy, keeping every other bit; an absent row
   // gets `nullWords`. Traces and records what it repairs.
   void sanitizeCopyRow(const Copy& c, HwIndex index, const U32* staticWords, const U32* nullWords);
