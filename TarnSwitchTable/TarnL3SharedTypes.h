@@ -1,7 +1,7 @@
 #pragma once
-// What the layer-3 tables share: the flood identifier key of the two flood tables, port-mask
-// fields packed into a row, the profile bounds a layout checks, and the per-pipeline copies of the
-// layer-3 ingress processors (written through "hash_data0", "hash_data1" and "hash_ctl").
+// What the layer-3 tables share: port-mask fields packed into a row, the profile bounds a layout
+// checks, and the per-pipeline copies of the layer-3 ingress processors (written through
+// "hash_data0", "hash_data1" and "hash_ctl").
 #include <string>
 #include <tuple>
 
@@ -12,20 +12,6 @@
 #include "TarnSwitchTable/TarnTableDescribed.h"
 
 namespace TarnSwitchTable {
-
-// Key of the L3 flood ARP and L3 flood bitmap tables: the flood identifier (row = identifier;
-// 128, the null identifier, is a key without a row).
-struct L3FloodKey : Fen::Value<L3FloodKey> {
-  TarnSwitch::L3FloodId l3FloodId;
-
-  L3FloodKey() = default;
-  explicit L3FloodKey(TarnSwitch::L3FloodId id) : l3FloodId(id) {}
-
-  static constexpr const char* fenTypeName = "TarnSwitchTable::L3FloodKey";
-  static constexpr auto fenFields() {
-    return std::make_tuple(Fen::field("l3FloodId", &L3FloodKey::l3FloodId));
-  }
-};
 
 // Writes the low `len` bits of `value` at bit `start` of a row (a field of no bits writes
 // nothing). A field of 64 bits or more, or over more than nine bytes, stops the process.

@@ -237,8 +237,8 @@ class DirectTable
   __attribute__((noinline)) void traceProgramming(const Key& k, const Result* r) const {
     const Fen::TraceHandle& trace = TarnSwitchTable::moduleTrace<Desc>();
     FEN_TRACE(trace, 8,
-              "void " << HandlerName<Desc>::value << "::handleEntry(const " << Key::fenTypeName
-                      << "&) " << k.toStrep());
+              "void " << HandlerName<Desc>::value << "::handleEntry(const "
+                      << Fen::ValueTraits<Key>::typeName() << "&) " << Fen::printText(k));
     FEN_TRACE(trace, 8, Texts::programming << (Item{r != nullptr, k, r ? *r : Result()}.toStrep()));
   }
   static const Entry& cast(const Fen::PtrConst<DirectBaseEntry>& item) {

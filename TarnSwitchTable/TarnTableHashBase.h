@@ -280,6 +280,9 @@ class HashTable : public HashBaseTable,
                       << "&) " << k.toStrep());
     Entry* owned = ownItem(k);
     if (!r && !owned) return;  // never placed: nothing in hardware
+    FEN_TRACE(trace, 8,
+              Desc::entryName << "::Ptr " << Desc::tableName << "::createHashItem(const "
+                              << Key::fenTypeName << "&) " << k.toStrep());
     Fen::Ptr<Entry> item = owned ? Fen::Ptr<Entry>(owned) : newItem();
     item->key = k;
     item->valid = r != nullptr;

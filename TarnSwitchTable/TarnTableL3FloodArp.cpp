@@ -6,7 +6,7 @@ template class DirectConvertor<L3FloodArpLayout>;
 
 Fen::Ptr<L3FloodArpEntry> l3FloodArpEntryFactory(TarnSwitch::L3FloodId id) {
   auto e = Fen::makePtr<L3FloodArpEntry>();
-  e->key = L3FloodKey(id);
+  e->key = id;
   return e;
 }
 

@@ -35,7 +35,7 @@ class L3FloodArpConvertor;
 // words 4 and 6 octets 4..5 and the VLAN. A control word holds zeros in bits 0..2, its data
 // word's parity in bit 3, the memory address in bits 4..13 and a set bit 14.
 struct L3FloodArpLayout {
-  using Key = L3FloodKey;
+  using Key = TarnSwitch::L3FloodId;
   using Result = L3FloodArpResult;
   using Entry = L3FloodArpEntry;
   using Table = L3FloodArpTable;
@@ -43,8 +43,10 @@ struct L3FloodArpLayout {
   static constexpr const char* moduleName = "TarnTableL3FloodArp";
   static constexpr const char* tableName = "TarnSwitchTable::L3FloodArpTable";
   static constexpr const char* entryName = "TarnSwitchTable::L3FloodArpEntry";
+  static constexpr const char* entryTextOpen = "L3FloodArpEntry(";
   static constexpr const char* convertorName = "TarnSwitchTable::L3FloodArpConvertor";
   static constexpr const char* hwTableWord = "L3FloodArp";
+  static constexpr const char* keyFieldName = "l3FloodId";
   static constexpr U8 hwEntryWords = 8;
   static constexpr HwIndex lastRow = 127;
   // Every processor holds all identifiers; a processor serves two ports.
@@ -59,9 +61,9 @@ struct L3FloodArpLayout {
   explicit L3FloodArpLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const;
 
-  HwIndex hwIndexFromKey(const L3FloodKey& key) const { return key.l3FloodId.value(); }
+  HwIndex hwIndexFromKey(TarnSwitch::L3FloodId key) const { return key.value(); }
   // An identifier above 128 raises the L3FloodId range exception.
-  L3FloodKey keyFromHwIndex(HwIndex index) const { return L3FloodKey(index); }
+  TarnSwitch::L3FloodId keyFromHwIndex(HwIndex index) const { return index; }
   // The memory addresses of the four pairs: 2k + 128 (word 1), 2k + 640 (word 3), 2k + 129
   // (word 5) and 2k + 641 (word 7), ten bits each, with bit 14 set; bits 0..3 and 15..31 kept.
   void setStaticBuffer(HwIndex index, U32* buffer) const {

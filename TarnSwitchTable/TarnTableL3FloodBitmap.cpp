@@ -6,7 +6,7 @@ template class DirectConvertor<L3FloodBitmapLayout>;
 
 Fen::Ptr<L3FloodBitmapEntry> l3FloodBitmapEntryFactory(TarnSwitch::L3FloodId id) {
   auto e = Fen::makePtr<L3FloodBitmapEntry>();
-  e->key = L3FloodKey(id);
+  e->key = id;
   return e;
 }
 

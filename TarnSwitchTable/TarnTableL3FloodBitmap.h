@@ -29,7 +29,7 @@ class L3FloodBitmapConvertor;
 // 0..6 the identifier and bits 17..21 the table selector 21. Unlike the L3 LAG row the mask is
 // one bit narrower, there is no priority bit, the index has seven bits and the selector is 21.
 struct L3FloodBitmapLayout {
-  using Key = L3FloodKey;
+  using Key = TarnSwitch::L3FloodId;
   using Result = L3FloodBitmapResult;
   using Entry = L3FloodBitmapEntry;
   using Table = L3FloodBitmapTable;
@@ -37,8 +37,10 @@ struct L3FloodBitmapLayout {
   static constexpr const char* moduleName = "TarnTableL3FloodBitmap";
   static constexpr const char* tableName = "TarnSwitchTable::L3FloodBitmapTable";
   static constexpr const char* entryName = "TarnSwitchTable::L3FloodBitmapEntry";
+  static constexpr const char* entryTextOpen = "L3FloodBitmapEntry(";
   static constexpr const char* convertorName = "TarnSwitchTable::L3FloodBitmapConvertor";
   static constexpr const char* hwTableWord = "L3FloodBitmap";
+  static constexpr const char* keyFieldName = "l3FloodId";
   static constexpr U8 hwEntryWords = 3;
   static constexpr HwIndex lastRow = 127;
   static constexpr U32 tableSelector = 21;
@@ -49,9 +51,9 @@ struct L3FloodBitmapLayout {
   explicit L3FloodBitmapLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const { declareL3IngressCopies(hw, pipelines, lastRow); }
 
-  HwIndex hwIndexFromKey(const L3FloodKey& key) const { return key.l3FloodId.value(); }
+  HwIndex hwIndexFromKey(TarnSwitch::L3FloodId key) const { return key.value(); }
   // An identifier above 128 raises the L3FloodId range exception.
-  L3FloodKey keyFromHwIndex(HwIndex index) const { return L3FloodKey(index); }
+  TarnSwitch::L3FloodId keyFromHwIndex(HwIndex index) const { return index; }
   // Bits 64..70: the identifier; bits 81..85: the selector 21; every other bit kept.
   void setStaticBuffer(HwIndex index, U32* buffer) const {
     buffer[2] = (buffer[2] & ~(0x7Fu | (0x1Fu << 17))) | (index & 0x7Fu) | (tableSelector << 17);

@@ -6,7 +6,7 @@ template class DirectConvertor<L3LagLayout>;
 
 Fen::Ptr<L3LagEntry> l3LagEntryFactory(TarnSwitch::L3LagIndex index) {
   auto e = Fen::makePtr<L3LagEntry>();
-  e->key = L3LagKey(index);
+  e->key = index;
   return e;
 }
 

@@ -10,18 +10,6 @@
 
 namespace TarnSwitchTable {
 
-struct L3LagKey : Fen::Value<L3LagKey> {
-  TarnSwitch::L3LagIndex l3LagIndex;
-
-  L3LagKey() = default;
-  explicit L3LagKey(TarnSwitch::L3LagIndex index) : l3LagIndex(index) {}
-
-  static constexpr const char* fenTypeName = "TarnSwitchTable::L3LagKey";
-  static constexpr auto fenFields() {
-    return std::make_tuple(Fen::field("l3LagIndex", &L3LagKey::l3LagIndex));
-  }
-};
-
 struct L3LagResult : Fen::Value<L3LagResult> {
   TarnSwitch::IngressPortMask portMask;
   bool cpuPriority = false;
@@ -45,7 +33,7 @@ class L3LagConvertor;
 // mask, bit P+1 `cpuPriority`, bit P+2 the parity of words 0 and 1; word 2 selects the row at
 // the control register: bits 0..5 the index, bits 17..21 the table selector 19.
 struct L3LagLayout {
-  using Key = L3LagKey;
+  using Key = TarnSwitch::L3LagIndex;
   using Result = L3LagResult;
   using Entry = L3LagEntry;
   using Table = L3LagTable;
@@ -53,8 +41,10 @@ struct L3LagLayout {
   static constexpr const char* moduleName = "TarnTableL3Lag";
   static constexpr const char* tableName = "TarnSwitchTable::L3LagTable";
   static constexpr const char* entryName = "TarnSwitchTable::L3LagEntry";
+  static constexpr const char* entryTextOpen = "L3LagEntry(";
   static constexpr const char* convertorName = "TarnSwitchTable::L3LagConvertor";
   static constexpr const char* hwTableWord = "L3Lag";
+  static constexpr const char* keyFieldName = "l3LagIndex";
   static constexpr U8 hwEntryWords = 3;
   static constexpr HwIndex lastRow = 55;
   static constexpr U32 tableSelector = 19;
@@ -66,9 +56,9 @@ struct L3LagLayout {
   explicit L3LagLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const { declareL3IngressCopies(hw, pipelines, lastRow); }
 
-  HwIndex hwIndexFromKey(const L3LagKey& key) const { return key.l3LagIndex.value(); }
+  HwIndex hwIndexFromKey(TarnSwitch::L3LagIndex key) const { return key.value(); }
   // An index above 57 raises the L3LagIndex range exception.
-  L3LagKey keyFromHwIndex(HwIndex index) const { return L3LagKey(index); }
+  TarnSwitch::L3LagIndex keyFromHwIndex(HwIndex index) const { return index; }
   // Bits 64..69: the index; bits 81..85: the selector 19; every other bit kept.
   void setStaticBuffer(HwIndex index, U32* buffer) const {
     buffer[2] = (buffer[2] & ~(0x3Fu | (0x1Fu << 17))) | (index & 0x3Fu) | (tableSelector << 17);

@@ -223,7 +223,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   }
   // The row the library expects: software's result, or for an absent key the default (a kept
   // row that reads back as the default, or as what a removed key is programmed with, is
-  // expected as it stands).
+  // expected as it stands); words past a copy's compared ones are expected as held.
   unsigned expectedHwRow(HwTableId id, HwIndex index, U32* words) override {
     const Copy* c = copy(id);
     HwTableDescriptor* desc = descriptor(0);
@@ -235,6 +235,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       if (held == Desc::defaultResult(k) || held == layer2Removed<Desc>(k)) return c->words;
     }
     encode(k, r ? *r : Desc::defaultResult(k), *c, words);
+    this->keepUncomparedWords(*c, index, words);
     return c->words;
   }
   // The result row `index` of copy `id` reads back as.

@@ -45,6 +45,7 @@ struct Lpm11Layout {
   static constexpr const char* moduleName = "TarnTableLpm11";
   static constexpr const char* tableName = "TarnSwitchTable::Lpm11Table";
   static constexpr const char* entryName = "TarnSwitchTable::Lpm11Entry";
+  static constexpr const char* entryTextOpen = "Lpm11Entry(";
   static constexpr const char* convertorName = "TarnSwitchTable::Lpm11Convertor";
   static constexpr const char* hwTableWord = "Lpm11Direct";
   static constexpr U8 hwEntryWords = 2;

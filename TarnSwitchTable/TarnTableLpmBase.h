@@ -74,6 +74,7 @@ struct LpmBaseLayout : LpmStrideRows {
   static constexpr const char* convertorName = M::convertorName;
   static constexpr const char* hwTableWord = M::baseName;
   static constexpr const char* handlerName = "TarnSwitchTable::LpmBaseTable";
+  static constexpr const char* decodedValidText = "Decoded valid entry is ";
   static constexpr U8 hwEntryWords = LpmStrideRows::hwEntryWords;
   static constexpr U32 hashBits = M::hashBits, hashBuckets = 1u << M::hashBits, hashWays = 2;
   static constexpr U32 hashEntries = 1;

@@ -225,6 +225,7 @@ unsigned expectedRowWords(Conv& c, HwTableId id, HwIndex index, U32* words) {
   typename Conv::Item item;
   c.softwareItem(index, item);
   c.encodeItem(item, index, copy->encoding, words);
+  c.keepUncomparedWords(*copy, index, words);
   return copy->words;
 }
 
@@ -237,7 +238,10 @@ typename Conv::Item decodeRowItem(Conv& c, HwTableId id, HwIndex index) {
   U32 words[hwEntryMaxWords];
   c.readRow(c.copyChecked(id), index, words);
   c.decodeItem(index, words, item);
-  FEN_TRACE(c.table().moduleTrace(), 7, Texts::decoded << item.toStrep());
+  using Decoded = typename Conv::Item::Decoded;
+  if (item.valid || !Decoded::validOnly) {
+    FEN_TRACE(c.table().moduleTrace(), 7, Decoded::value << item.toStrep());
+  }
   return item;
 }
 

@@ -124,6 +124,15 @@ class RowConvertor : public SwTableProfileConvertor {
   static bool heldEquals(const Copy& c, const U32* held, const U32* words) {
     return std::equal(held, held + c.compareWords, words);
   }
+  // For a copy compared on fewer words than it writes: sets the words of `words` past the compared
+  // ones to what the copy holds at `index`, since a row whose compared words match is never
+  // rewritten and so holds those words as they are (kept when the row is absent).
+  void keepUncomparedWords(const Copy& c, HwIndex index, U32* words) {
+    if (c.compareWords >= c.words) return;
+    U32 held[hwEntryMaxWords];
+    if (readRow(c, index, held))
+      std::copy(held + c.compareWords, held + c.words, words + c.compareWords);
+  }
   // Repairs the static bits of row `index` of one copy, keeping every other bit; an absent row
   // gets `nullWords`. Traces and records what it repairs.
   void sanitizeCopyRow(const Copy& c, HwIndex index, const U32* staticWords, const U32* nullWords);
@@ -174,15 +183,57 @@ class RowConvertor : public SwTableProfileConvertor {
   StartupRows startupRows_ = StartupRows::none;
 };
 
-// The text of an item for traces: its type, `valid`, then the key's and the result's fields.
-template <class K, class R>
-void itemText(std::string& out, const char* typeName, bool valid, const K& key, const R& result) {
-  out += "Value('";
-  out += typeName;
-  out += "', ** {'valid': ";
+// The fields of a key in an item's text: a value's own fields, or a key that is a single ranged
+// value as the one field `Desc::keyFieldName`.
+template <class Desc, class K>
+void keyFieldsText(std::string& out, bool& first, const K& key) {
+  if constexpr (Fen::IsValue<K>::value) {
+    Fen::printFieldList(out, first, key);
+  } else {
+    out += first ? "'" : ", '";
+    first = false;
+    out += Desc::keyFieldName;
+    out += "': ";
+    Fen::ValueTraits<K>::print(out, key);
+  }
+}
+
+// How an entry's text begins: the layout's `entryTextOpen` (say "ArpEntry("), or else the value
+// text form's "Value('<entry type>', ** ".
+template <class Desc, class = void>
+struct EntryTextOpen {
+  static void print(std::string& out) {
+    out += "Value('";
+    out += Desc::entryName;
+    out += "', ** ";
+  }
+};
+template <class Desc>
+struct EntryTextOpen<Desc, std::void_t<decltype(Desc::entryTextOpen)>> {
+  static void print(std::string& out) { out += Desc::entryTextOpen; }
+};
+
+// How a decoded row is traced: every row after the engine's text, or, when the layout gives
+// `decodedValidText`, only the valid rows after that text.
+template <class Desc, class = void>
+struct DecodedText {
+  static constexpr const char* value = Texts::decoded;
+  static constexpr bool validOnly = false;
+};
+template <class Desc>
+struct DecodedText<Desc, std::void_t<decltype(Desc::decodedValidText)>> {
+  static constexpr const char* value = Desc::decodedValidText;
+  static constexpr bool validOnly = true;
+};
+
+// The text of an item for traces: its opening, `valid`, then the key's and the result's fields.
+template <class Desc, class K, class R>
+void itemText(std::string& out, bool valid, const K& key, const R& result) {
+  EntryTextOpen<Desc>::print(out);
+  out += "{'valid': ";
   Fen::ValueTraits<bool>::print(out, valid);
   bool first = false;
-  Fen::printFieldList(out, first, key);
+  keyFieldsText<Desc>(out, first, key);
   Fen::printFieldList(out, first, result);
   out += "})";
 }
@@ -193,17 +244,18 @@ template <class Desc>
 struct RowItem {
   using Key = typename Desc::Key;
   using Result = typename Desc::Result;
+  using Decoded = DecodedText<Desc>;
   bool valid = false;
   Key key;
   Result result;
 
   std::string toStrep() const {
     std::string out;
-    itemText(out, Desc::entryName, valid, key, result);
+    itemText<Desc>(out, valid, key, result);
     return out;
   }
   friend void ringPrint(std::string& out, const RowItem& item) {
-    itemText(out, Desc::entryName, item.valid, item.key, item.result);
+    itemText<Desc>(out, item.valid, item.key, item.result);
   }
 };
 

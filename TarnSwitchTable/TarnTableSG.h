@@ -49,6 +49,7 @@ struct SGLayout {
   static constexpr const char* moduleName = "TarnTableSG";
   static constexpr const char* tableName = "TarnSwitchTable::SGTable";
   static constexpr const char* entryName = "TarnSwitchTable::SGTableCuckooEntry";
+  static constexpr const char* entryTextOpen = "SGTableCuckooEntry(";
   static constexpr const char* convertorName = "TarnSwitchTable::SGConvertor";
   static constexpr const char* hwTableWord = "SG";
   static constexpr U8 hwEntryWords = 6;

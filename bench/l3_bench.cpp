@@ -84,7 +84,8 @@ void BM_L3LagEntryIsChanged(benchmark::State& state) {
   measure(
       state, chip, [](U64 n) { return 4 * n; },
       [&](U32 i) {
-        table->entryIs(L3LagKey(i % 56), L3LagResult(TarnSwitch::IngressPortMask(i + 1), i % 2));
+        table->entryIs(TarnSwitch::L3LagIndex(i % 56),
+                       L3LagResult(TarnSwitch::IngressPortMask(i + 1), i % 2));
       });
 }
 
@@ -95,7 +96,7 @@ void BM_L3FloodArpEntryIsChanged(benchmark::State& state) {
   measure(
       state, chip, [](U64 n) { return 24 * n; },
       [&](U32 i) {
-        table->entryIs(L3FloodKey(i % 128),
+        table->entryIs(TarnSwitch::L3FloodId(i % 128),
                        L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000000ull + i), i % 4095));
       });
 }

@@ -10,6 +10,8 @@
 #include "TarnSwitchTable/TarnTableL3FloodArp.h"
 #include "TarnSwitchTable/TarnTableL3FloodBitmap.h"
 #include "TarnSwitchTable/TarnTableL3Lag.h"
+#include "TarnSwitchTable/TarnTableLpm11.h"
+#include "TarnSwitchTable/TarnTableLpmTables.h"
 #include "TarnSwitchTable/TarnTableSG.h"
 
 namespace TarnTest {
@@ -29,10 +31,13 @@ struct L3LagTraits {
   using Table = L3LagTable;
   static Fen::Ptr<L3LagTable> makeTable() { return l3LagTableFactory("l3lag"); }
   static std::string profile() { return profileOf(Ports); }
-  static std::vector<L3LagKey> sampleKeys() {
-    return {L3LagKey(0), L3LagKey(55), L3LagKey(1), L3LagKey(30)};
+  static std::vector<TarnSwitch::L3LagIndex> sampleKeys() {
+    return {TarnSwitch::L3LagIndex(0), TarnSwitch::L3LagIndex(55), TarnSwitch::L3LagIndex(1),
+            TarnSwitch::L3LagIndex(30)};
   }
-  static std::vector<L3LagKey> outsideKeys() { return {L3LagKey(56), L3LagKey(57)}; }
+  static std::vector<TarnSwitch::L3LagIndex> outsideKeys() {
+    return {TarnSwitch::L3LagIndex(56), TarnSwitch::L3LagIndex(57)};
+  }
   static L3LagResult result(unsigned n) {
     return L3LagResult(IngressPortMask((1ull << Ports) | (n / 2 + 1)), n % 2 == 1);
   }
@@ -46,10 +51,11 @@ struct L3FloodBitmapTraits {
     return l3FloodBitmapTableFactory("l3floodbitmap");
   }
   static std::string profile() { return profileOf(Ports); }
-  static std::vector<L3FloodKey> sampleKeys() {
-    return {L3FloodKey(0), L3FloodKey(127), L3FloodKey(64), L3FloodKey(1)};
+  static std::vector<TarnSwitch::L3FloodId> sampleKeys() {
+    return {TarnSwitch::L3FloodId(0), TarnSwitch::L3FloodId(127), TarnSwitch::L3FloodId(64),
+            TarnSwitch::L3FloodId(1)};
   }
-  static std::vector<L3FloodKey> outsideKeys() { return {L3FloodKey(128)}; }
+  static std::vector<TarnSwitch::L3FloodId> outsideKeys() { return {TarnSwitch::L3FloodId(128)}; }
   static L3FloodBitmapResult result(unsigned n) {
     return L3FloodBitmapResult(IngressPortMask((1ull << (Ports - 1)) | n));
   }
@@ -61,10 +67,11 @@ struct L3FloodArpTraits {
   using Table = L3FloodArpTable;
   static Fen::Ptr<L3FloodArpTable> makeTable() { return l3FloodArpTableFactory("l3floodarp"); }
   static std::string profile() { return profileOf(Ports); }
-  static std::vector<L3FloodKey> sampleKeys() {
-    return {L3FloodKey(0), L3FloodKey(127), L3FloodKey(5), L3FloodKey(64)};
+  static std::vector<TarnSwitch::L3FloodId> sampleKeys() {
+    return {TarnSwitch::L3FloodId(0), TarnSwitch::L3FloodId(127), TarnSwitch::L3FloodId(5),
+            TarnSwitch::L3FloodId(64)};
   }
-  static std::vector<L3FloodKey> outsideKeys() { return {L3FloodKey(128)}; }
+  static std::vector<TarnSwitch::L3FloodId> outsideKeys() { return {TarnSwitch::L3FloodId(128)}; }
   static L3FloodArpResult result(unsigned n) {
     return L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000000ull + n * 0x10203ull), n * 5);
   }
@@ -136,16 +143,24 @@ unsigned pipelines(const std::string& profile) {
 // Mask bits 0..P (P the port count), cpuPriority at P+1, even parity of words 0 and 1 at P+2;
 // word 2 the index in bits 0..5 and 19 in bits 17..21.
 TEST(L3LagTable, HandWorkedRows) {
-  using Row = HandRow<L3LagKey, L3LagResult>;
+  using Row = HandRow<TarnSwitch::L3LagIndex, L3LagResult>;
   const IngressPortMask all(~0ull);
   const std::vector<Row> rows = {
-      {"default", L3LagKey(5), {IngressPortMask(0x3), true}, 5, {0x3, 0x60000, 0x260005}},
+      {"default",
+       TarnSwitch::L3LagIndex(5),
+       {IngressPortMask(0x3), true},
+       5,
+       {0x3, 0x60000, 0x260005}},
       // cpuPriority alone: its bit and the parity bit it flips.
-      {"default", L3LagKey(1), {IngressPortMask(0), true}, 1, {0, 0x60000, 0x260001}},
+      {"default", TarnSwitch::L3LagIndex(1), {IngressPortMask(0), true}, 1, {0, 0x60000, 0x260001}},
       // Ports 0..48 of a full mask: 49 ones, odd parity; bits above P are not written.
-      {"default", L3LagKey(55), {all, false}, 55, {0xFFFFFFFF, 0x5FFFF, 0x260037}},
-      {"legacy", L3LagKey(7), {IngressPortMask(0x1000001), true}, 7, {0x7000001, 0, 0x260007}},
-      {"legacy", L3LagKey(42), {all, false}, 42, {0x5FFFFFF, 0, 0x26002A}},
+      {"default", TarnSwitch::L3LagIndex(55), {all, false}, 55, {0xFFFFFFFF, 0x5FFFF, 0x260037}},
+      {"legacy",
+       TarnSwitch::L3LagIndex(7),
+       {IngressPortMask(0x1000001), true},
+       7,
+       {0x7000001, 0, 0x260007}},
+      {"legacy", TarnSwitch::L3LagIndex(42), {all, false}, 42, {0x5FFFFFF, 0, 0x26002A}},
   };
   expectHandRows<L3LagTable>([] { return l3LagTableFactory("l3lag"); }, rows, 55, pipelines,
                              l3IngressRegister);
@@ -154,25 +169,25 @@ TEST(L3LagTable, HandWorkedRows) {
 // Mask bits 0..P-1 (port P never written), parity at P; word 2 the identifier in bits 0..6 and
 // 21 in bits 17..21.
 TEST(L3FloodBitmapTable, HandWorkedRows) {
-  using Row = HandRow<L3FloodKey, L3FloodBitmapResult>;
+  using Row = HandRow<TarnSwitch::L3FloodId, L3FloodBitmapResult>;
   const std::vector<Row> rows = {
       {"default",
-       L3FloodKey(127),
+       TarnSwitch::L3FloodId(127),
        L3FloodBitmapResult(IngressPortMask(0x1000000000001)),
        127,
        {0x1, 0x10000, 0x2A007F}},
       {"default",
-       L3FloodKey(9),
+       TarnSwitch::L3FloodId(9),
        L3FloodBitmapResult(IngressPortMask(0x800000000003)),
        9,
        {0x3, 0x18000, 0x2A0009}},
       {"legacy",
-       L3FloodKey(64),
+       TarnSwitch::L3FloodId(64),
        L3FloodBitmapResult(IngressPortMask(0xFFFFFF)),
        64,
        {0xFFFFFF, 0, 0x2A0040}},
       {"legacy",
-       L3FloodKey(3),
+       TarnSwitch::L3FloodId(3),
        L3FloodBitmapResult(IngressPortMask(0x1000007)),
        3,
        {0x1000007, 0, 0x2A0003}},
@@ -185,23 +200,23 @@ TEST(L3FloodBitmapTable, HandWorkedRows) {
 // 2k + 641 (word 7) in bits 4..13 with bit 14 set, parity of the data word before in bit 3;
 // both banks hold the same data.
 TEST(L3FloodArpTable, HandWorkedRows) {
-  using Row = HandRow<L3FloodKey, L3FloodArpResult>;
+  using Row = HandRow<TarnSwitch::L3FloodId, L3FloodArpResult>;
   const auto mac = [](U64 m, unsigned vlan) {
     return L3FloodArpResult(Lanx::EthAddr::fromU64(m), vlan);
   };
   const std::vector<Row> rows = {
       {"default",
-       L3FloodKey(0),
+       TarnSwitch::L3FloodId(0),
        mac(0x001122334455, 7),
        0,
        {0x00112233, 0x4800, 0x00112233, 0x6800, 0x44550007, 0x4818, 0x44550007, 0x6818}},
       {"default",
-       L3FloodKey(127),
+       TarnSwitch::L3FloodId(127),
        mac(0x800000000000, 1),
        127,
        {0x80000000, 0x57E8, 0x80000000, 0x77E8, 0x00000001, 0x57F8, 0x00000001, 0x77F8}},
       {"legacy",
-       L3FloodKey(5),
+       TarnSwitch::L3FloodId(5),
        mac(0xFFFFFFFFFFFF, 4094),
        5,
        {0xFFFFFFFF, 0x48A0, 0xFFFFFFFF, 0x68A0, 0xFFFF0FFE, 0x48B8, 0xFFFF0FFE, 0x68B8}},
@@ -232,15 +247,15 @@ TEST(L3DirectTables, RangeMessagesOfKeysAndValuesReadBack) {
   auto& lagConv = *lag.table->profileConvertor();
   auto& bitmapConv = *bitmap.table->profileConvertor();
   auto& arpConv = *arp.table->profileConvertor();
-  EXPECT_EQ(lagConv.keyFromHwIndex(57), L3LagKey(57));
-  EXPECT_EQ(arpConv.keyFromHwIndex(128), L3FloodKey(128));
+  EXPECT_EQ(lagConv.keyFromHwIndex(57), TarnSwitch::L3LagIndex(57));
+  EXPECT_EQ(arpConv.keyFromHwIndex(128), TarnSwitch::L3FloodId(128));
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[&] { lagConv.keyFromHwIndex(58); }, lagMessage},
       {[&] { lagConv.nullDirectEntry(58); }, lagMessage},
       {[] { l3LagEntryFactory(58); }, lagMessage},
       {[&] { bitmapConv.nullDirectEntry(129); }, floodMessage},
       {[&] { arpConv.nullDirectEntry(129); }, floodMessage},
-      {[] { L3FloodKey(129); }, floodMessage},
+      {[] { TarnSwitch::L3FloodId(129); }, floodMessage},
   };
   for (const auto& [f, message] : cases) EXPECT_EQ(thrownMessage<Fen::RangeException>(f), message);
   for (U32 vlan : {0xFFEu, 0xFFFu, 0xFFFFu}) {
@@ -250,6 +265,108 @@ TEST(L3DirectTables, RangeMessagesOfKeysAndValuesReadBack) {
               vlan == 0xFFE ? "<no exception raised>"
                             : "Bridging::VlanIdOrNone::value > 4094 not allowed")
         << vlan;
+  }
+}
+
+// The lines a module traces at `level` and below while `f` runs that begin with `prefix`.
+template <class F>
+std::vector<std::string> traced(const char* module, int level, const std::string& prefix, F&& f) {
+  std::vector<std::string> lines;
+  Fen::traceSinkIs([&](const char* m, int, const std::string& text) {
+    if (module == std::string(m) && text.rfind(prefix, 0) == 0) lines.push_back(text);
+  });
+  Fen::traceLevelIs(module, level);
+  f();
+  Fen::traceOffAll();
+  Fen::traceSinkIs(nullptr);
+  return lines;
+}
+
+// Worked by hand: what the layer-3 tables trace when an entry is programmed and when rows are
+// read back. The L3 tables key on the chip's ranged types, named by their tools field; direct
+// and source-group entries print as "<class>(" ...; a stride table traces its valid rows alone.
+TEST(L3DirectTables, TracesOfProgrammingAndReadBack) {
+  using TarnSwitch::LpmKey;
+  const ChipPtr chip = makeChip();
+  auto lag = startTable(l3LagTableFactory("l3lag"), chip, StartMode::cold);
+  auto bitmap = startTable(l3FloodBitmapTableFactory("l3floodbitmap"), chip, StartMode::cold);
+  auto arp = startTable(l3FloodArpTableFactory("l3floodarp"), chip, StartMode::cold);
+  auto lpm11 = startTable(lpm11TableFactory("lpm11"), chip, StartMode::cold);
+  auto lpm14 = startTable(Lpm14TableIs("lpm14"), chip, StartMode::cold);
+  auto sg = startTable(sGTableFactory("sg"), chip, StartMode::cold);
+  const LpmKey key11(1, Lanx::Prefix(Lanx::Ip4Addr(0x0A000000u), 11));
+  const LpmKey key14(0, Lanx::Prefix(Lanx::Ip4Addr(0x0A000000u), 12));
+  const TarnSwitch::MrouteKey mroute(Lanx::Ip4Addr(0x0A000001u), Lanx::Ip4Addr(0xE0010203u), 5);
+  const std::string lagEntry =
+      "L3LagEntry({'valid': true, 'l3LagIndex': 5, 'portMask': 0x3, 'cpuPriority': true})";
+  const std::string bitmapEntry =
+      "L3FloodBitmapEntry({'valid': true, 'l3FloodId': 127, 'portMask': 0xff0})";
+  const std::string arpEntry =
+      "L3FloodArpEntry({'valid': true, 'l3FloodId': 0, 'ethAddr': 02:00:00:00:00:01, "
+      "'vlanId': 10})";
+  struct Case {
+    const char* module;
+    int level;
+    const char* prefix;
+    std::function<void()> run;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {"TarnTableL3Lag",
+       8,
+       "",
+       [&] { lag.table->entryIs(5, L3LagResult(IngressPortMask(3), true)); },
+       {"void TarnSwitchTable::L3LagTable::handleEntry(const TarnSwitch::L3LagIndex&) 5",
+        "Programming Entry " + lagEntry}},
+      {"TarnTableL3Lag",
+       7,
+       "Decoded",
+       [&] { lag.table->profileConvertor()->decodeHwEntry(5); },
+       {"Decoded entry is " + lagEntry}},
+      {"TarnTableL3FloodBitmap",
+       8,
+       "",
+       [&] { bitmap.table->entryIs(127, L3FloodBitmapResult(IngressPortMask(0xFF0))); },
+       {"void TarnSwitchTable::L3FloodBitmapTable::handleEntry(const TarnSwitch::L3FloodId&) 127",
+        "Programming Entry " + bitmapEntry}},
+      {"TarnTableL3FloodArp",
+       8,
+       "",
+       [&] {
+         arp.table->entryIs(0, L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000001ull), 10));
+       },
+       {"void TarnSwitchTable::L3FloodArpTable::handleEntry(const TarnSwitch::L3FloodId&) 0",
+        "Programming Entry " + arpEntry}},
+      {"TarnTableLpm11",
+       8,
+       "Programming",
+       [&] { lpm11.table->entryIs(key11, Lpm11Result(EntryCellResult(), true)); },
+       {"Programming Entry Lpm11Entry({'valid': true, 'vrfId': 1, 'prefix': 10.0.0.0/11, "
+        "'cellResult': " +
+        EntryCellResult().toStrep() + ", 'cpuTrap': true})"}},
+      {"TarnTableSG",
+       8,
+       "",
+       [&] { sg.table->entryIs(mroute, SGResult(3, IngressPortMask(1))); },
+       {"void TarnSwitchTable::SGTable::handleEntry(const TarnSwitch::MrouteKey&) " +
+            mroute.toStrep(),
+        "TarnSwitchTable::SGTableCuckooEntry::Ptr TarnSwitchTable::SGTable::createHashItem("
+        "const TarnSwitch::MrouteKey&) " +
+            mroute.toStrep(),
+        "Programming Entry SGTableCuckooEntry({'valid': true, 'source': 10.0.0.1, 'group': "
+        "224.1.2.3, 'qualifier': 5, 'vlanGroupId': 3, 'portMask': 0x1})"}},
+      {"TarnTableLpmTables",
+       7,
+       "Decoded",
+       [&] {
+         lpm14.table->entryIs(key14, LpmResult());
+         for (HwIndex i = 0; i < 2048; ++i) lpm14.table->profileConvertor()->decodeHwEntry(i);
+       },
+       {"Decoded valid entry is " + Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.module);
+    EXPECT_EQ(traced(c.module, c.level, c.prefix, c.run), c.lines);
   }
 }
 

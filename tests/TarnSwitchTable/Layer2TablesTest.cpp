@@ -255,6 +255,26 @@ TEST(LagGroupTable, PipelineAndCpuWritesReachOneCopyEach) {
   EXPECT_EQ(conv.hwTableCollection()->writeCount(), before);
 }
 
+// An ingress copy is compared on word 0 alone, so damage to its word 1 is never rewritten: the
+// rows check expects hold that word as it stands, across warm restarts that write nothing.
+TEST(LagGroupTable, UncomparedWordIsExpectedAsHeld) {
+  ChipPtr chip = makeChip("default");
+  auto s = startTable(lagGroupTableFactory("l2"), chip, StartMode::cold);
+  s.table->entryIs(LagGroupKey(13), LagGroupResult(7));
+  auto* copy = s.table->profileConvertor()->hwTable(1);
+  const Words damaged{7, rowWords(*copy, 13, 2)[1] ^ 0x100u};
+  plantRow(*copy, 13, damaged);
+  for (Restart how : {Restart::warm, Restart::warmKeep}) {
+    auto fresh = lagGroupTableFactory("l2");
+    EXPECT_EQ(restartTable(fresh, s.table.ptr(), chip, how).writes, 0u);
+    U32 words[TarnSwitchApi::hwEntryMaxWords] = {};
+    ASSERT_EQ(fresh->profileConvertor()->expectedHwRow(1, 13, words), 2u);
+    EXPECT_EQ((Words{words[0], words[1]}), damaged);
+    EXPECT_EQ(rowWords(*copy, 13, 2), damaged);
+    s.table = fresh;
+  }
+}
+
 // Whether a warm restart adopts port 3 (VLAN 3) when every copy holds `words` there.
 template <class T>
 std::size_t adoptedFrom(const Words& words) {
