@@ -394,6 +394,8 @@ TEST(ValueTextTest, TimeStampsPrintShortestAndRoundTrip) {
   }
   EXPECT_EQ(parsed<double>("x1"), "form: \"a decimal number\", instead got x1");
   EXPECT_EQ(parsed<double>("1.5.2"), "form: \"a decimal number\", instead got 1.5.2");
+  // Found by fuzzing: beyond the double's range the value would print as "inf", unreadable.
+  EXPECT_EQ(parsed<double>("1e999"), "form: \"a finite decimal number\", instead got 1e999");
 }
 
 // Ranges at their boundaries (a pod array's capacity among them); a text that does not match

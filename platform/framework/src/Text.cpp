@@ -1,5 +1,6 @@
 #include "Fen/Text.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -118,6 +119,8 @@ double ValueTraits<double>::parse(TextReader& in) {
   char* end = nullptr;
   const double v = token.empty() ? 0.0 : std::strtod(token.c_str(), &end);
   if (token.empty() || end != token.c_str() + token.size()) in.fail("a decimal number");
+  // A value beyond the double's range would print as "inf", which reads back as nothing.
+  if (!std::isfinite(v)) in.fail("a finite decimal number");
   in.consume(token);
   return v;
 }
