@@ -29,18 +29,18 @@ constexpr const char* inconsistent = "Inconsistent pipeline hw table entry for k
 constexpr const char* pipeline = ", pipeline ";
 }  // namespace CoppTexts
 
-constexpr CoppRegisters::Names registersBefore41 = {"interval_period",
-                                                    "reserved_mac_limit",
-                                                    "igmp_limit",
-                                                    "link_local_limit",
-                                                    "packet_forwarding_limit",
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    "mac_learn_limit",
-                                                    nullptr};
-constexpr CoppRegisters::Names registersFrom41 = {
+constexpr CoppRegisterMapping::Names registersBefore41 = {"interval_period",
+                                                          "reserved_mac_limit",
+                                                          "igmp_limit",
+                                                          "link_local_limit",
+                                                          "packet_forwarding_limit",
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          nullptr,
+                                                          "mac_learn_limit",
+                                                          nullptr};
+constexpr CoppRegisterMapping::Names registersFrom41 = {
     "interval_period",    "reserved_mac_limit",   "igmp_limit",          "link_local_limit",
     "l2_packet_limit",    "l3_high_packet_limit", "l3_low_packet_limit", "multicast_packet_limit",
     "l3_exception_limit", "mac_learn_limit",      "default_limit"};
@@ -78,8 +78,11 @@ U32 CoppEntry::pipelineScalingPercent(U32 numPipelines) {
   return numPipelines == 2 ? 66 : 50;
 }
 
-CoppRegisters::CoppRegisters(const std::string& prefix, const Names& names)
-    : outside_(Fen::makePtr<TarnSwitchApi::HwAddressColl>()) {
+CoppRegisterMapping::CoppRegisterMapping(const std::string& name, const std::string& prefix,
+                                         const Names& names)
+    : HwTableRegisterMapping(name),
+      prefix_(prefix),
+      outside_(Fen::makePtr<TarnSwitchApi::HwAddressColl>()) {
   for (U8 i = 0; i < coppEntryKeyCount; ++i) {
     rows_[i] = Fen::makePtr<TarnSwitchApi::HwAddressColl>();
     if (names[i]) {
@@ -90,21 +93,21 @@ CoppRegisters::CoppRegisters(const std::string& prefix, const Names& names)
   }
 }
 
-Fen::PtrConst<TarnSwitchApi::HwAddressColl> CoppRegisters::getRegister(HwIndex index) const {
+Fen::PtrConst<TarnSwitchApi::HwAddressColl> CoppRegisterMapping::getRegister(HwIndex index) const {
   return index < coppEntryKeyCount ? rows_[index] : outside_;
 }
 
-const TarnSwitchApi::HwAddressColl* CoppRegisters::addresses(HwIndex index) const {
+const TarnSwitchApi::HwAddressColl* CoppRegisterMapping::addresses(HwIndex index) const {
   return index < coppEntryKeyCount ? rows_[index].ptr() : nullptr;
 }
 
 CoppHwTableRegisterMapping::CoppHwTableRegisterMapping(const std::string& name,
                                                        const std::string& prefix)
-    : HwTableRegisterMapping(name), prefix_(prefix), registers_(prefix, registersBefore41) {}
+    : CoppRegisterMapping(name, prefix, registersBefore41) {}
 
 CoppHwTableRegisterMappingHwApi41::CoppHwTableRegisterMappingHwApi41(const std::string& name,
                                                                      const std::string& prefix)
-    : HwTableRegisterMapping(name), prefix_(prefix), registers_(prefix, registersFrom41) {}
+    : CoppRegisterMapping(name, prefix, registersFrom41) {}
 
 Fen::Ptr<CoppHwTableRegisterMapping> coppHwTableRegisterMappingFactory(const std::string& name,
                                                                        const std::string& prefix) {

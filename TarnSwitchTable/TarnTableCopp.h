@@ -93,52 +93,36 @@ struct CoppEntry : Fen::Value<CoppEntry> {
 
 // The registers of the keys, one per row at data word 0, behind a copy's prefix: the names one
 // hardware API level gives, nullptr where it gives none.
-class CoppRegisters {
+// The rate-limiter registers of one hardware API level behind a prefix: one register per key,
+// none for a key the level does not name.
+class CoppRegisterMapping : public HwTableRegisterMapping {
  public:
   using Names = std::array<const char*, coppEntryKeyCount>;
-  CoppRegisters(const std::string& prefix, const Names& names);
+  const std::string& prefix() const { return prefix_; }
   // The collection of row `index`: empty with its flag cleared for a key the level has no
   // register for, empty with the flag set past the last key.
-  Fen::PtrConst<TarnSwitchApi::HwAddressColl> getRegister(HwIndex index) const;
-  const TarnSwitchApi::HwAddressColl* addresses(HwIndex index) const;
+  Fen::PtrConst<TarnSwitchApi::HwAddressColl> getRegister(HwIndex index) const override;
+  const TarnSwitchApi::HwAddressColl* addresses(HwIndex index) const override;
+
+ protected:
+  CoppRegisterMapping(const std::string& name, const std::string& prefix, const Names& names);
 
  private:
+  std::string prefix_;
   std::array<Fen::Ptr<TarnSwitchApi::HwAddressColl>, coppEntryKeyCount> rows_;
   Fen::Ptr<TarnSwitchApi::HwAddressColl> outside_;
 };
 
 // The rate-limiter registers below hardware API 4.1 (five limits have none).
-class CoppHwTableRegisterMapping : public HwTableRegisterMapping {
+class CoppHwTableRegisterMapping : public CoppRegisterMapping {
  public:
   CoppHwTableRegisterMapping(const std::string& name, const std::string& prefix);
-  const std::string& prefix() const { return prefix_; }
-  Fen::PtrConst<TarnSwitchApi::HwAddressColl> getRegister(HwIndex index) const override {
-    return registers_.getRegister(index);
-  }
-  const TarnSwitchApi::HwAddressColl* addresses(HwIndex index) const override {
-    return registers_.addresses(index);
-  }
-
- private:
-  std::string prefix_;
-  CoppRegisters registers_;
 };
 
 // The rate-limiter registers from hardware API 4.1 (every key has one).
-class CoppHwTableRegisterMappingHwApi41 : public HwTableRegisterMapping {
+class CoppHwTableRegisterMappingHwApi41 : public CoppRegisterMapping {
  public:
   CoppHwTableRegisterMappingHwApi41(const std::string& name, const std::string& prefix);
-  const std::string& prefix() const { return prefix_; }
-  Fen::PtrConst<TarnSwitchApi::HwAddressColl> getRegister(HwIndex index) const override {
-    return registers_.getRegister(index);
-  }
-  const TarnSwitchApi::HwAddressColl* addresses(HwIndex index) const override {
-    return registers_.addresses(index);
-  }
-
- private:
-  std::string prefix_;
-  CoppRegisters registers_;
 };
 
 Fen::Ptr<CoppHwTableRegisterMapping> coppHwTableRegisterMappingFactory(const std::string& name,
