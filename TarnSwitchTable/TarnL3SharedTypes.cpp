@@ -12,14 +12,6 @@ U32 portsFittingRow(const TarnSwitch::ChipProfile& profile, U32 ports, U32 maxPo
   return ports;
 }
 
-U32 copiesOfProfile(U32 copies, const char* table, const char* holders) {
-  if (copies == 0) {
-    throw Fen::RangeException(std::string(table) + ": the profile has no " + holders +
-                              " to hold the table");
-  }
-  return copies;
-}
-
 void declareL3IngressCopies(const HwTables& hw, U32 pipelines, HwIndex upper) {
   for (U32 i = 0; i < pipelines; ++i) {
     hw.copyIs(i, hw.name(int(i)), 0, upper,

@@ -27,9 +27,6 @@ inline U64 rowBits(const U32* row, U32 start, U32 len) {
 // ports does not fit the rows of `table` (at most `maxPorts`).
 U32 portsFittingRow(const TarnSwitch::ChipProfile& profile, U32 ports, U32 maxPorts,
                     const char* table);
-// `copies`, refused with the range exception when it is 0: a table the profile gives no copy
-// could hold no row.
-U32 copiesOfProfile(U32 copies, const char* table, const char* holders);
 
 // One copy per ingress pipeline i (HwTableId i), each holding rows 0..upper through the registers
 // "ingress/processor_l3[i]/hash_data0", ".../hash_data1" and ".../hash_ctl".

@@ -80,7 +80,9 @@ struct HandlerName<Desc, std::void_t<decltype(Desc::handlerName)>> {
 class HwTables {
  public:
   HwTables(RowConvertor& convertor, TableState state, const char* word)
-      : convertor_(convertor), state_(state), word_(word) {}
+      : convertor_(convertor), state_(state), word_(word) {
+    convertor_.hwDeclared_ = true;
+  }
 
   const TarnSwitch::ChipProfile& profile() const { return convertor_.profile(); }
   // The hardware table name: "<table>.<word>", with "[<id>]" when id is given.

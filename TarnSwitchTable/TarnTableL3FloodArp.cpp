@@ -15,8 +15,7 @@ Fen::Ptr<L3FloodArpTable> l3FloodArpTableFactory(const std::string& name) {
 }
 
 L3FloodArpLayout::L3FloodArpLayout(const TarnSwitch::ChipProfile& profile)
-    : processors(
-          copiesOfProfile(profile.portCount / portsPerProcessor, tableName, "egress processor")) {}
+    : processors(profile.portCount / portsPerProcessor) {}
 
 void L3FloodArpLayout::declare(const HwTables& hw) const {
   for (U32 i = 0; i < processors; ++i) {

@@ -56,8 +56,7 @@ struct L3FloodArpLayout {
   static constexpr StaticWord staticWords[] = {
       {1, 0xFFFFFFF0u}, {3, 0xFFFFFFF0u}, {5, 0xFFFFFFF0u}, {7, 0xFFFFFFF0u}};
 
-  // A profile of fewer than two ports has no egress processor to hold the table: the range
-  // exception.
+  // A profile of fewer than two ports has no egress processor: the table is kept in software.
   explicit L3FloodArpLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const;
 

@@ -17,6 +17,6 @@ Fen::Ptr<L3FloodBitmapTable> l3FloodBitmapTableFactory(const std::string& name) 
 // The bit positions take the port count modulo 256.
 L3FloodBitmapLayout::L3FloodBitmapLayout(const TarnSwitch::ChipProfile& profile)
     : ports(portsFittingRow(profile, U8(profile.portCount), 63, tableName)),
-      pipelines(copiesOfProfile(profile.pipelineCount, tableName, "ingress pipeline")) {}
+      pipelines(profile.pipelineCount) {}
 
 }  // namespace TarnSwitchTable

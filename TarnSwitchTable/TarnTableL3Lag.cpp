@@ -16,6 +16,6 @@ Fen::Ptr<L3LagTable> l3LagTableFactory(const std::string& name) {
 
 L3LagLayout::L3LagLayout(const TarnSwitch::ChipProfile& profile)
     : ports(portsFittingRow(profile, profile.portCount, 61, tableName)),
-      pipelines(copiesOfProfile(profile.pipelineCount, tableName, "ingress pipeline")) {}
+      pipelines(profile.pipelineCount) {}
 
 }  // namespace TarnSwitchTable

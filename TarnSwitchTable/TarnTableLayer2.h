@@ -135,6 +135,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   using RowConvertor::descriptor;
   using RowConvertor::descriptor0;
   using RowConvertor::enabled;
+  using RowConvertor::hasHardware;
   using RowConvertor::heldEquals;
   using RowConvertor::readRow;
   using RowConvertor::rowLower;
@@ -188,7 +189,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
     FEN_TRACE(
         trace(), 8,
         "void " << Desc::convertorName << "::initHwEntries(bool) " << (resetHw ? "true" : "false"));
-    descriptor0();
+    if (!hasHardware()) return;
     U32 buffer[hwEntryMaxWords];
     for (U64 i = rowLower(); i <= rowUpper(); ++i) {
       const HwIndex row = HwIndex(i);
@@ -210,7 +211,7 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
   // is the default).
   void syncEntries() override {
     FEN_TRACE(trace(), 8, "virtual void " << Desc::convertorName << "::syncEntries()");
-    descriptor0();
+    if (!hasHardware()) return;
     for (U64 i = rowLower(); i <= rowUpper(); ++i) syncRow(HwIndex(i));
   }
   // Writes every key flagged inconsistent from software (or the default) to the copies that

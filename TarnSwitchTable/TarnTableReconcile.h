@@ -97,7 +97,7 @@ void sanitizeRow(Conv& c, HwIndex row) {
 // row is written once however many reasons it has to change.
 template <class Conv>
 void initRows(Conv& c, bool resetHw) {
-  c.descriptor0();
+  if (!c.hasHardware()) return;
   if (c.starting()) {
     c.startupRowsIs(resetHw ? StartupRows::reset : StartupRows::repair);
     return;
@@ -191,7 +191,7 @@ void convergeCopy(Conv& c, const Copy& copy, HwIndex row, bool wanted, const U32
 // While the table is disabled only the position-bit repair a warm start owes is done.
 template <class Conv>
 void convergeRows(Conv& c) {
-  c.descriptor0();
+  if (!c.hasHardware()) return;
   const StartupRows startup = c.startupRows();
   if (!c.enabled()) {
     c.startupRowsIs(StartupRows::none);

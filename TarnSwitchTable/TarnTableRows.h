@@ -105,7 +105,14 @@ class RowConvertor : public SwTableProfileConvertor {
     FEN_ASSERT(desc != nullptr);
     return *desc;
   }
-  bool enabled() const { return descriptor0().enabled(); }
+  // Whether the chip holds the table: a profile may give it no copy (no processor to hold it),
+  // and the table then lives in software alone. A table that has not declared its copies yet has
+  // no descriptor of hardware table 0, which is fatal.
+  bool hasHardware() const {
+    if (!hwDeclared_ || !copies_.empty()) descriptor0();
+    return !copies_.empty();
+  }
+  bool enabled() const { return hasHardware() && descriptor0().enabled(); }
 
   // Reads row `index` of the copy into `words` (hwEntryMaxWords words, zero past the row). A
   // corrupted row is reported to the corruption hook and reads as absent. True when present.
@@ -178,6 +185,7 @@ class RowConvertor : public SwTableProfileConvertor {
   std::vector<Copy> copies_;
   const Copy* soleCopy_ = nullptr;
   HwTableDescriptor* descriptor0_ = nullptr;
+  bool hwDeclared_ = false;
   HwIndex rowLower_ = 0;
   HwIndex rowUpper_ = 0;
   StartupRows startupRows_ = StartupRows::none;

@@ -21,7 +21,7 @@ Fen::Ptr<SGTable> sGTableFactory(const std::string& name) {
 
 SGLayout::SGLayout(const TarnSwitch::ChipProfile& profile)
     : ports(portsFittingRow(profile, profile.portCount, 62, tableName)),
-      processors(copiesOfProfile(profile.pipelineCount / 2u, tableName, "layer-3 processor")) {}
+      processors(profile.pipelineCount / 2u) {}
 
 void SGLayout::declare(const HwTables& hw) const {
   for (U32 i = 0; i < processors; ++i) {

@@ -5,6 +5,8 @@
 # then runs each target for SECONDS (default 30) from its seed corpus fuzz/corpus/TARGET.
 # Targets: value_text row_decode script hw_state profile (default: all). New inputs go to
 # build/fuzz/corpus/TARGET, crashing inputs to build/fuzz/findings/TARGET-*; the run fails on one.
+# FUZZ_SEED fixes libFuzzer's seed (CI sets it, so a brief run is reproducible); unset, each run
+# draws its own.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -29,6 +31,6 @@ for t in "${targets[@]}"; do
     "$bin" fuzz/regressions/"$t"/*
   fi
   echo "fuzz: $t: ${seconds}s"
-  "$bin" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+  "$bin" -seed="${FUZZ_SEED:-0}" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix="build/fuzz/findings/$t-" "$work" "fuzz/corpus/$t"
 done

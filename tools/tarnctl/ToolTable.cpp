@@ -182,8 +182,10 @@ TarnSwitchApi::SwTableProfileConvertor& ToolTable::convertor() const {
 TarnSwitchApi::HwTableConfig& ToolTable::hwCopy(TarnSwitchApi::HwTableId id) const {
   TarnSwitchApi::HwTableConfig* t = convertor().hwTable(id);
   if (!t) {
-    throw ToolError(name_ + " has no hardware copy " + std::to_string(id) + " (copies 0.." +
-                    std::to_string(convertor().hwTableCount() - 1) + ")");
+    const auto count = convertor().hwTableCount();
+    throw ToolError(name_ + " has no hardware copy " + std::to_string(id) +
+                    (count == 0 ? std::string(" (the chip holds it in software only)")
+                                : " (copies 0.." + std::to_string(count - 1) + ")"));
   }
   return *t;
 }
