@@ -193,7 +193,13 @@ class HashTable : public HashBaseTable,
   using Item = RowItem<Desc>;
   using Layout = Desc;
   static constexpr bool programsUnchanged = ProgramsUnchanged<Desc>::value;
-  using HashBaseTable::HashBaseTable;
+  // The table's key collections are sized for every location of the hardware table at once, so
+  // filling the table never grows them: placing a key allocates nothing.
+  explicit HashTable(std::string name) : HashBaseTable(std::move(name)) {
+    constexpr std::size_t locations = std::size_t(Desc::hashBuckets) * Desc::hashWays;
+    this->entry_.reserve(locations);
+    items_.reserve(locations);
+  }
 
   const char* fwkType() const override { return Desc::tableName; }
   const Fen::TraceHandle& moduleTrace() const override {

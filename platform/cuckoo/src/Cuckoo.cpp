@@ -119,8 +119,12 @@ U32 HashTable::findSlot(const HashItemConstPtr& item, const U32* hash) const {
     const U32 entries = config_->tableDesc(TableId(w)).entries;
     const U32 first = wayBase_[w] + hash[w] * entries;
     for (U32 s = first; s < first + entries; ++s) {
-      const HashItemConstPtr& resident = slots_[s].item;
-      if (resident && resident->isEqual(item)) return s;
+      // Equal items have equal buckets in every way: the recorded buckets rule most residents
+      // out without reading the resident item itself.
+      const Slot& resident = slots_[s];
+      if (resident.item && std::equal(hash, hash + ways_, resident.hash) &&
+          resident.item->isEqual(item))
+        return s;
     }
   }
   return noSlot;
