@@ -11,6 +11,8 @@
 //   static constexpr StaticWord staticWords[] = {{1, 0xFFFFFFF0u}};   (optional)
 //   static constexpr bool programsUnchanged = true;  (optional, default true: an unchanged value
 //                                                     set again is programmed, repairing its row)
+//   static constexpr bool programmingInRing = true;  (optional, default false: each programmed
+//                                                     entry is also a ring-trace record)
 //   explicit XLayout(const TarnSwitch::ChipProfile&);
 //   void declare(const HwTables&) const;                 // the copies and their registers
 //   HwIndex hwIndexFromKey(const Key&) const;  Key keyFromHwIndex(HwIndex) const;
@@ -134,6 +136,13 @@ template <class Desc>
 struct ProgramsUnchanged<Desc, std::void_t<decltype(Desc::programsUnchanged)>>
     : std::bool_constant<Desc::programsUnchanged> {};
 
+// `Desc::programmingInRing`, or false.
+template <class Desc, class = void>
+struct ProgrammingInRing : std::false_type {};
+template <class Desc>
+struct ProgrammingInRing<Desc, std::void_t<decltype(Desc::programmingInRing)>>
+    : std::bool_constant<Desc::programmingInRing> {};
+
 // Entry of a direct table described by Desc.
 template <class Desc>
 using DirectEntry = DescribedEntry<DirectBaseEntry, Desc>;
@@ -232,6 +241,9 @@ class DirectTable
     auto* conv = profileConvertor();
     if (!conv) return;
     if (TarnSwitchTable::moduleTrace<Desc>().on(8)) traceProgramming(k, r);
+    if constexpr (ProgrammingInRing<Desc>::value) {
+      ringTrace().write(Texts::programming, Item{r != nullptr, k, r ? *r : Result()});
+    }
     conv->programKey(k, r);
   }
   __attribute__((noinline)) void traceProgramming(const Key& k, const Result* r) const {

@@ -295,6 +295,8 @@ class HashTable : public HashBaseTable,
     if (r) item->result = *r;
     if (!owned) items_.set(k, item);
     FEN_TRACE(trace, 8, Texts::programming << item->toStrep());
+    if constexpr (ProgrammingInRing<Desc>::value)
+      this->ringTrace().write(Texts::programming, Item{item->valid, k, item->result});
     handleHashEntry(item);
   }
   static const Entry& cast(const HashEntryConstPtr& item) {

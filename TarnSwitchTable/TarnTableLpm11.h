@@ -49,6 +49,8 @@ struct Lpm11Layout {
   static constexpr const char* convertorName = "TarnSwitchTable::Lpm11Convertor";
   static constexpr const char* hwTableWord = "Lpm11Direct";
   static constexpr U8 hwEntryWords = 2;
+  // Each programmed entry is kept in the ring trace as well.
+  static constexpr bool programmingInRing = true;
   static constexpr HwIndex lastRow = 0x1FFF;
   static constexpr StaticWord staticWords[] = {{1, 0xFFFFFFFFu}};
 

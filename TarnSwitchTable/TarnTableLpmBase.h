@@ -76,6 +76,8 @@ struct LpmBaseLayout : LpmStrideRows {
   static constexpr const char* handlerName = "TarnSwitchTable::LpmBaseTable";
   static constexpr const char* decodedValidText = "Decoded valid entry is ";
   static constexpr U8 hwEntryWords = LpmStrideRows::hwEntryWords;
+  // Each programmed entry is kept in the ring trace as well.
+  static constexpr bool programmingInRing = true;
   static constexpr U32 hashBits = M::hashBits, hashBuckets = 1u << M::hashBits, hashWays = 2;
   static constexpr U32 hashEntries = 1;
   static constexpr StaticWord staticWords[] = {{4, 0xFFFFFFFFu}};
