@@ -251,33 +251,27 @@ TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {
                "Assertion `inserted' failed");
 }
 
-TEST(FileTest, ReplacesContentWholeAndFailuresLeaveNoTemporary) {
-  const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_file_" + std::to_string(::getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir / "sub");  // a directory cannot be replaced by a file
-  Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
-  std::ifstream in(dir / "out");
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), std::string("sec\0ond", 7));
-  for (const auto& [path, why] : {std::pair{dir / "none" / "out", "No such file or directory"},
-                                  std::pair{dir / "sub", "Is a directory"}}) {
-    EXPECT_THAT([&] { Fen::writeFileAtomically(path, "content"); },
-                ThrowsMessage<Fen::Exception>("cannot write '" + path.string() + "': " + why));
-  }
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);  // "out" and "sub" only
-  fs::remove_all(dir);
-}
-
-// Outputs are all or nothing: a refused target (read-only, a directory) leaves every other
-// output as it was. A link stays a link with its target replaced; a replaced file keeps its
-// permissions; a device is written in place, never replaced by a regular file.
+// Outputs are whole and all or nothing: a refused target (missing directory, a directory, a full
+// device, read-only) leaves every other output as it was and no temporary behind. A link stays a
+// link with its target replaced; a replaced file keeps its permissions; a device is written in
+// place, never replaced by a regular file.
 TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
   const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_out_" + std::to_string(::getpid()));
   fs::remove_all(dir);
-  fs::create_directories(dir);
+  fs::create_directories(dir / "sub");
   auto text = [](const fs::path& p) {
     std::ifstream in(p);
     return std::string(std::istreambuf_iterator<char>(in), {});
   };
+  Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
+  EXPECT_EQ(text(dir / "out"), std::string("sec\0ond", 7));
+  for (const auto& [path, why] : {std::pair{dir / "none" / "out", "No such file or directory"},
+                                  std::pair{dir / "sub", "Is a directory"},
+                                  std::pair{fs::path("/dev/full"), "No space left on device"}}) {
+    EXPECT_THAT([&] { Fen::writeFileAtomically(path, "content"); },
+                ThrowsMessage<Fen::Exception>("cannot write '" + path.string() + "': " + why));
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
   std::ofstream(dir / "target") << "old target";
   std::ofstream(dir / "ro") << "old ro";
   fs::permissions(dir / "ro", fs::perms::owner_read | fs::perms::group_read);
@@ -299,10 +293,7 @@ TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
   EXPECT_EQ(fs::status(dir / "target").permissions(),
             fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
-  EXPECT_THAT([] { Fen::writeFileAtomically("/dev/full", "x"); },
-              ThrowsMessage<Fen::Exception>("cannot write '/dev/full': No space left on device"));
-  EXPECT_TRUE(fs::is_character_file("/dev/full"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 3);  // no temporary left
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 5);  // no temporary left
   fs::remove_all(dir);
 }
 
@@ -399,7 +390,8 @@ TEST(ValueTextTest, TimeStampsPrintShortestAndRoundTrip) {
 }
 
 // Ranges at their boundaries (a pod array's capacity among them); a text that does not match
-// names what was expected and the rest.
+// names what was expected and the rest. (Integers one past their range and arrays of too few
+// elements are pinned by the registry, chip and tool table tests.)
 TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
   auto replaced = [&](const std::string& from, const std::string& to) {
     std::string t = sampleText;
@@ -417,8 +409,6 @@ TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
       {parsed<Bridging::VlanId>("4095"), vlan},
       {parsed<Bridging::VlanId>("0"), vlan},
       {parsed<U8>("0xFF") + parsed<U64>("18446744073709551615"), "okok"},
-      {parsed<U8>("256"), "range: U8::value > 255 not allowed"},
-      {parsed<U64>("18446744073709551616"), "range: U64::value > 18446744073709551615 not allowed"},
       {parsed<Outer>(replaced("'level': 5", "'level': 10")),
        "range: Fen::TraceLevel::value > 9 not allowed"},
       {parsed<Outer>(replaced("'wide'", "'wade'")),
@@ -429,8 +419,6 @@ TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
        "form: \"true or false\", instead got yes, 'label': 'x y', 'level': 5, " + sampleTail},
       {parsed<Outer>(sampleText + " x"), "form: \"end of text\", instead got  x"},
       {parsed<std::string>("'open\\"), "form: \"a closing quote\", instead got "},
-      {parsed<Hops>("[1, 65536, 2]"), "range: U16::value > 65535 not allowed"},
-      {parsed<Hops>("[1, 2]"), "form: U16[3] takes 3 elements, got 2"},
       {parsed<Hops>("[]"), "form: U16[3] takes 3 elements, got 0"},
       {parsed<Hops>("[1, 2, 3, 4]"), "form: U16[3] takes 3 elements, got more than 3"},
       {parsed<Hops>("[1 2, 3]"), "form: \"a comma or a closing bracket\", instead got  2, 3]"},
