@@ -251,11 +251,11 @@ TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {
                "Assertion `inserted' failed");
 }
 
-// Outputs are whole and all or nothing: a refused target (missing directory, a directory, a full
-// device, read-only) leaves every other output as it was and no temporary behind. A link stays a
-// link with its target replaced; a replaced file keeps its permissions; a device is written in
-// place, never replaced by a regular file.
-TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
+// Outputs are whole, and a refused one leaves no temporary behind. A link stays a link with its
+// target replaced; a replaced file keeps its permissions; a device is written in place, never
+// replaced by a regular file. (A missing directory, a full device and a read-only target, with
+// every other output left as it was, are tarnctl's cases.)
+TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndLeaveNoTemporary) {
   const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_out_" + std::to_string(::getpid()));
   fs::remove_all(dir);
   fs::create_directories(dir / "sub");
@@ -265,25 +265,12 @@ TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
   };
   Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
   EXPECT_EQ(text(dir / "out"), std::string("sec\0ond", 7));
-  for (const auto& [path, why] : {std::pair{dir / "none" / "out", "No such file or directory"},
-                                  std::pair{dir / "sub", "Is a directory"},
-                                  std::pair{fs::path("/dev/full"), "No space left on device"}}) {
-    EXPECT_THAT([&] { Fen::writeFileAtomically(path, "content"); },
-                ThrowsMessage<Fen::Exception>("cannot write '" + path.string() + "': " + why));
-  }
-  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  EXPECT_THAT([&] { Fen::writeFileAtomically(dir / "sub", "content"); },
+              ThrowsMessage<Fen::Exception>("cannot write '" + (dir / "sub").string() +
+                                            "': Is a directory"));
   std::ofstream(dir / "target") << "old target";
-  std::ofstream(dir / "ro") << "old ro";
-  fs::permissions(dir / "ro", fs::perms::owner_read | fs::perms::group_read);
-  fs::create_symlink("target", dir / "link");
-  Fen::OutputFiles refused;
-  refused.add(dir / "link", "new target");
-  refused.add(dir / "ro", "new ro");
-  EXPECT_THAT([&] { refused.commit(); },
-              ThrowsMessage<Fen::Exception>("cannot write '" + (dir / "ro").string() +
-                                            "': the file is read-only"));
-  EXPECT_EQ(text(dir / "target") + "|" + text(dir / "ro"), "old target|old ro");
   fs::permissions(dir / "target", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink("target", dir / "link");
   Fen::OutputFiles files;
   files.add(dir / "link", "new target");
   files.add("/dev/null", "discarded");
@@ -293,7 +280,7 @@ TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
   EXPECT_EQ(fs::status(dir / "target").permissions(),
             fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 5);  // no temporary left
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 4);  // out, sub, target, link
   fs::remove_all(dir);
 }
 
