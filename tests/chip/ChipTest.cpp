@@ -8,7 +8,6 @@
 #include <functional>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "Keel/BitStream.h"
 #include "Lanx/EthAddr.h"
