@@ -21,9 +21,6 @@ const ProfileHwApi oldLevel{4, 0}, newLevel{4, 1};
 const std::string lagMessage =
     "TarnSwitch::L3LagIndex::value < TarnSwitch::L3LagIndex::min or > "
     "TarnSwitch::L3LagIndex::null not allowed";
-const std::string cellIndexMessage =
-    "TarnSwitchTable::EntryCellIndex::value < TarnSwitchTable::EntryCellIndex::min or > "
-    "TarnSwitchTable::EntryCellIndex::max not allowed";
 
 EntryCellResult cell(U8 lag, U8 type, U8 index, U8 acl = maskLengthNull) {
   return EntryCellResult(NexthopIndexes(lag, type, index), acl);
@@ -139,7 +136,10 @@ TEST(LpmResultTest, CellsAreSetAndResetOneByOneOrAll) {
   trapped.cpuTrap = true;
   EXPECT_EQ(r, trapped);
   EXPECT_NE(r, LpmResult());
-  EXPECT_THAT([&] { r.cellResult(4); }, ThrowsMessage<Fen::RangeException>(cellIndexMessage));
+  EXPECT_THAT([&] { r.cellResult(4); },
+              ThrowsMessage<Fen::RangeException>(
+                  "TarnSwitchTable::EntryCellIndex::value < TarnSwitchTable::EntryCellIndex::min "
+                  "or > TarnSwitchTable::EntryCellIndex::max not allowed"));
 }
 
 TEST(LpmTypesTextTest, TextFormsAndTheirParsers) {
@@ -160,40 +160,21 @@ TEST(LpmTypesTextTest, TextFormsAndTheirParsers) {
               ThrowsMessage<Fen::RangeException>(
                   "TarnSwitchTable::MaskLength::value < TarnSwitchTable::MaskLength::min or > "
                   "TarnSwitchTable::MaskLength::null not allowed"));
-  EXPECT_THAT([] { Fen::parseText<EntryCellIndex>("4"); },
-              ThrowsMessage<Fen::RangeException>(cellIndexMessage));
-  EXPECT_THAT(
-      [] {
-        Fen::parseText<NexthopIndexes>(
-            "Value('TarnSwitch::NexthopIndexes', ** {'l3LagIndex': 58, "
-            "'rewriteType': 0, 'rewriteIndex': 0})");
-      },
-      ThrowsMessage<Fen::RangeException>(lagMessage));
 }
 
+// Prefixes at the lengths' boundaries print as they parse; host bits and lengths above 32 are
+// refused (a parse of host bits is also tarnctl's case).
 TEST(PrefixTest, HostBitsLengthsAndTextForm) {
   const std::string hostBits = "Lanx::Prefix::validAsPrefix != true not allowed";
-  struct Row {
-    const char* text;
-    const char* error;  // nullptr: valid
-  };
-  const Row rows[] = {{"0.0.0.0/0", nullptr},
-                      {"10.0.0.0/12", nullptr},
-                      {"10.16.0.0/12", nullptr},
-                      {"10.8.0.0/12", hostBits.c_str()},
-                      {"255.224.0.0/11", nullptr},
-                      {"255.240.0.0/11", hostBits.c_str()},
-                      {"1.2.3.4/32", nullptr},
-                      {"128.0.0.0/0", hostBits.c_str()},
-                      {"0.0.0.0/33", "Lanx::Prefix::len > 32 not allowed"}};
-  for (const Row& r : rows) {
-    if (!r.error) {
-      EXPECT_EQ(Fen::printText(Fen::parseText<Lanx::Prefix>(r.text)), r.text);
-    } else {
-      EXPECT_THAT([&] { Fen::parseText<Lanx::Prefix>(r.text); },
-                  ThrowsMessage<Fen::RangeException>(std::string(r.error)))
-          << r.text;
-    }
+  for (const char* text :
+       {"0.0.0.0/0", "10.0.0.0/12", "10.16.0.0/12", "255.224.0.0/11", "1.2.3.4/32"})
+    EXPECT_EQ(Fen::printText(Fen::parseText<Lanx::Prefix>(text)), text);
+  for (const auto& [text, error] :
+       {std::pair{"255.240.0.0/11", hostBits}, std::pair{"128.0.0.0/0", hostBits},
+        std::pair{"0.0.0.0/33", std::string("Lanx::Prefix::len > 32 not allowed")}}) {
+    EXPECT_THAT([&] { Fen::parseText<Lanx::Prefix>(text); },
+                ThrowsMessage<Fen::RangeException>(error))
+        << text;
   }
   EXPECT_THAT([] { Lanx::Prefix(Lanx::Ip4Addr(0x0A000001u), 31); },
               ThrowsMessage<Fen::RangeException>(hostBits));

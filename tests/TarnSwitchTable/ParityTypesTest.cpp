@@ -1,5 +1,6 @@
 // Parity source identifiers: the packed word worked by hand, the round trip over every table and
-// pipe, the bits unpacking ignores and the pipes it refuses, and the text forms.
+// pipe (the bits unpacking ignores set at random), and the text forms of tables without a name.
+// (tarnctl's parity tests pin the named text form and the refusals of bad pipes and names.)
 #include <gtest/gtest.h>
 
 #include <random>
@@ -13,10 +14,7 @@ namespace {
 using namespace TarnSwitchTable;
 using Fen::U32;
 
-const std::string pipeMessage =
-    "TarnSwitch::PipeId::value < TarnSwitch::PipeId::min or > TarnSwitch::PipeId::null not allowed";
-
-TEST(ParitySourceId, PacksTableLowAndPipeHigh) {
+TEST(ParitySourceId, PacksTableLowAndPipeHighAndIgnoresTheMiddleBits) {
   const std::pair<ParitySourceId, U32> packed[] = {
       {{ParityTable::vlanMembership, 1}, 0x01000002u},
       {{ParityTable::floodSet, 13}, 0x0D000001u},
@@ -27,44 +25,25 @@ TEST(ParitySourceId, PacksTableLowAndPipeHigh) {
     EXPECT_EQ(id.u32Value(), word) << id;
     EXPECT_EQ(ParitySourceId::paritySourceIdFromU32(word), id) << word;
   }
-}
-
-// Every table number (named or not) and every pipe 0..13 survive the round trip; bits 8..23
-// never matter; a top byte of 14 or more is refused with the pipe's range message.
-TEST(ParitySourceId, RoundTripIgnoresMiddleBitsAndRefusesPipesAbove13) {
   const unsigned seed = 20261123;
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 rng(seed);
   for (U32 table : {0u, 1u, 2u, 3u, 0xFFu}) {
     for (U32 pipe = 0; pipe <= 13; ++pipe) {
       const ParitySourceId id(static_cast<ParityTable>(table), pipe);
-      const U32 word = id.u32Value();
-      EXPECT_EQ(word & 0x00FFFF00u, 0u);
-      EXPECT_EQ(ParitySourceId::paritySourceIdFromU32(word), id);
-      EXPECT_EQ(ParitySourceId::paritySourceIdFromU32(word | (rng() & 0x00FFFF00u)), id);
+      EXPECT_EQ(id.u32Value() & 0x00FFFF00u, 0u);
+      EXPECT_EQ(ParitySourceId::paritySourceIdFromU32(id.u32Value() | (rng() & 0x00FFFF00u)), id);
     }
-  }
-  for (U32 top : {14u, 15u, 0xFFu}) {
-    EXPECT_EQ(thrownMessage<Fen::RangeException>(
-                  [&] { ParitySourceId::paritySourceIdFromU32((top << 24) | 1u); }),
-              pipeMessage)
-        << top;
   }
 }
 
 TEST(ParitySourceId, TextFormsAndTableNames) {
-  const std::string text =
-      "Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': vlanMembership, 'pipeId': 1})";
-  const ParitySourceId id(ParityTable::vlanMembership, 1);
-  EXPECT_EQ(id.toStrep(), text);
-  EXPECT_EQ(ParitySourceId::fromText(text), id);
   const ParitySourceId unnamed = ParitySourceId::paritySourceIdFromU32(0x0D000007u);
   EXPECT_EQ(unnamed.toStrep(),
             "Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': 7, 'pipeId': 13})");
   EXPECT_EQ(ParitySourceId::fromText(unnamed.toStrep()), unnamed);
   EXPECT_NE(ParitySourceId(ParityTable::macVlan, 1).hash(0),
             ParitySourceId(ParityTable::floodSet, 1).hash(0));
-
   const char* names[] = {"macVlan", "floodSet", "vlanMembership"};
   for (U32 n = 0; n < 3; ++n) {
     EXPECT_EQ(stringValue(ParityTableInstance(n)), names[n]);
@@ -74,13 +53,6 @@ TEST(ParitySourceId, TextFormsAndTableNames) {
   EXPECT_EQ(stringValue(ParityTableInstance(200)), "200");
   EXPECT_EQ(thrownMessage<Fen::RangeException>([] { ParityTableInstance(256); }),
             "TarnSwitchTable::ParityTable::value > 255 not allowed");
-  EXPECT_EQ(thrownMessage<Fen::TextFormException>([] { ParityTableInstance("vlan"); }),
-            "\"a name of TarnSwitchTable::ParityTable\", instead got vlan");
-  EXPECT_EQ(thrownMessage<Fen::RangeException>([] {
-              ParitySourceId::fromText(
-                  "Value('TarnSwitchTable::ParitySourceId', ** {'parityTable': 0, 'pipeId': 14})");
-            }),
-            pipeMessage);
 }
 
 }  // namespace

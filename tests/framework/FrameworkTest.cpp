@@ -251,45 +251,26 @@ TEST(AssertDeathTest, PrintsFileLineFunctionAndExpandedExpression) {
                "Assertion `inserted' failed");
 }
 
-TEST(FileTest, ReplacesContentWholeAndFailuresLeaveNoTemporary) {
-  const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_file_" + std::to_string(::getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir / "sub");  // a directory cannot be replaced by a file
-  Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
-  std::ifstream in(dir / "out");
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), std::string("sec\0ond", 7));
-  for (const auto& [path, why] : {std::pair{dir / "none" / "out", "No such file or directory"},
-                                  std::pair{dir / "sub", "Is a directory"}}) {
-    EXPECT_THAT([&] { Fen::writeFileAtomically(path, "content"); },
-                ThrowsMessage<Fen::Exception>("cannot write '" + path.string() + "': " + why));
-  }
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 2);  // "out" and "sub" only
-  fs::remove_all(dir);
-}
-
-// Outputs are all or nothing: a refused target (read-only, a directory) leaves every other
-// output as it was. A link stays a link with its target replaced; a replaced file keeps its
-// permissions; a device is written in place, never replaced by a regular file.
-TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
+// Outputs are whole, and a refused one leaves no temporary behind. A link stays a link with its
+// target replaced; a replaced file keeps its permissions; a device is written in place, never
+// replaced by a regular file. (A missing directory, a full device and a read-only target, with
+// every other output left as it was, are tarnctl's cases.)
+TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndLeaveNoTemporary) {
   const fs::path dir = fs::path(::testing::TempDir()) / ("tarn_out_" + std::to_string(::getpid()));
   fs::remove_all(dir);
-  fs::create_directories(dir);
+  fs::create_directories(dir / "sub");
   auto text = [](const fs::path& p) {
     std::ifstream in(p);
     return std::string(std::istreambuf_iterator<char>(in), {});
   };
+  Fen::writeFileAtomically(dir / "out", std::string("sec\0ond", 7));
+  EXPECT_EQ(text(dir / "out"), std::string("sec\0ond", 7));
+  EXPECT_THAT([&] { Fen::writeFileAtomically(dir / "sub", "content"); },
+              ThrowsMessage<Fen::Exception>("cannot write '" + (dir / "sub").string() +
+                                            "': Is a directory"));
   std::ofstream(dir / "target") << "old target";
-  std::ofstream(dir / "ro") << "old ro";
-  fs::permissions(dir / "ro", fs::perms::owner_read | fs::perms::group_read);
-  fs::create_symlink("target", dir / "link");
-  Fen::OutputFiles refused;
-  refused.add(dir / "link", "new target");
-  refused.add(dir / "ro", "new ro");
-  EXPECT_THAT([&] { refused.commit(); },
-              ThrowsMessage<Fen::Exception>("cannot write '" + (dir / "ro").string() +
-                                            "': the file is read-only"));
-  EXPECT_EQ(text(dir / "target") + "|" + text(dir / "ro"), "old target|old ro");
   fs::permissions(dir / "target", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink("target", dir / "link");
   Fen::OutputFiles files;
   files.add(dir / "link", "new target");
   files.add("/dev/null", "discarded");
@@ -299,10 +280,7 @@ TEST(FileTest, OutputFilesFollowLinksKeepDevicesAndWriteAllOrNothing) {
   EXPECT_EQ(fs::status(dir / "target").permissions(),
             fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
-  EXPECT_THAT([] { Fen::writeFileAtomically("/dev/full", "x"); },
-              ThrowsMessage<Fen::Exception>("cannot write '/dev/full': No space left on device"));
-  EXPECT_TRUE(fs::is_character_file("/dev/full"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 3);  // no temporary left
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), {}), 4);  // out, sub, target, link
   fs::remove_all(dir);
 }
 
@@ -399,7 +377,8 @@ TEST(ValueTextTest, TimeStampsPrintShortestAndRoundTrip) {
 }
 
 // Ranges at their boundaries (a pod array's capacity among them); a text that does not match
-// names what was expected and the rest.
+// names what was expected and the rest. (Integers one past their range and arrays of too few
+// elements are pinned by the registry, chip and tool table tests.)
 TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
   auto replaced = [&](const std::string& from, const std::string& to) {
     std::string t = sampleText;
@@ -417,8 +396,6 @@ TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
       {parsed<Bridging::VlanId>("4095"), vlan},
       {parsed<Bridging::VlanId>("0"), vlan},
       {parsed<U8>("0xFF") + parsed<U64>("18446744073709551615"), "okok"},
-      {parsed<U8>("256"), "range: U8::value > 255 not allowed"},
-      {parsed<U64>("18446744073709551616"), "range: U64::value > 18446744073709551615 not allowed"},
       {parsed<Outer>(replaced("'level': 5", "'level': 10")),
        "range: Fen::TraceLevel::value > 9 not allowed"},
       {parsed<Outer>(replaced("'wide'", "'wade'")),
@@ -429,8 +406,6 @@ TEST(ValueTextTest, RefusalsNameTheRangeOrWhatWasExpectedAndTheRest) {
        "form: \"true or false\", instead got yes, 'label': 'x y', 'level': 5, " + sampleTail},
       {parsed<Outer>(sampleText + " x"), "form: \"end of text\", instead got  x"},
       {parsed<std::string>("'open\\"), "form: \"a closing quote\", instead got "},
-      {parsed<Hops>("[1, 65536, 2]"), "range: U16::value > 65535 not allowed"},
-      {parsed<Hops>("[1, 2]"), "form: U16[3] takes 3 elements, got 2"},
       {parsed<Hops>("[]"), "form: U16[3] takes 3 elements, got 0"},
       {parsed<Hops>("[1, 2, 3, 4]"), "form: U16[3] takes 3 elements, got more than 3"},
       {parsed<Hops>("[1 2, 3]"), "form: \"a comma or a closing bracket\", instead got  2, 3]"},
