@@ -233,6 +233,21 @@ TEST(LagLookUpTable, EveryCopyWithTheCappedLookUpTable) {
 }
 // clang-format on
 
+// The convertor's per-copy writes: a port's own pipeline copy alone (nothing for a port of no
+// pipeline), or the CPU copy alone.
+TEST(LagGroupTable, PipelineAndCpuWritesReachOneCopyEach) {
+  auto s = startTable(lagGroupTableFactory("l2"), chipOf(12, 2, 4), StartMode::cold);
+  auto& conv = *s.table->profileConvertor();
+  conv.ingressPipelineHwTableEntryIs(LagGroupKey(6), LagGroupResult(5));
+  EXPECT_EQ(rowWords(*conv.hwTable(1), 6, 2), (Words{5, 0x80000004}));
+  EXPECT_EQ(rowWords(*conv.hwTable(2), 6, 1), Words{0});
+  conv.cpuPipelineHwTableEntryIs(LagGroupKey(6), LagGroupResult(5));
+  EXPECT_EQ(rowWords(*conv.hwTable(2), 6, 1), Words{5});
+  const U64 before = conv.hwTableCollection()->writeCount();
+  conv.ingressPipelineHwTableEntryIs(LagGroupKey(9), LagGroupResult(5));  // no pipeline: nothing
+  EXPECT_EQ(conv.hwTableCollection()->writeCount(), before);
+}
+
 // An ingress copy is compared on word 0 alone, so damage to its word 1 is never rewritten: the
 // rows check expects hold that word as it stands, across warm restarts that write nothing.
 TEST(LagGroupTable, UncomparedWordIsExpectedAsHeld) {
