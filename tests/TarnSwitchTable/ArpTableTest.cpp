@@ -33,7 +33,6 @@ struct ArpTraits {
   static std::vector<ArpKey> outsideKeys() { return {{Ports, 0}, {49, 63}}; }
   // Distinct per n and never empty (the MAC is never zero).
   static ArpResult result(unsigned n) { return mac(0x020000000000ull + n * 0x10203ull, n * 7); }
-  static constexpr bool programsUnchanged = true;  // set again, a value repairs its row
 };
 
 }  // namespace
@@ -43,17 +42,12 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Arp, DirectTableSuite, ArpProfiles);
 
 namespace {
 
-struct ArpOnChip {
-  explicit ArpOnChip(const std::string& profile = "default")
-      : chip(makeChip(profile)),
-        started(startTable(arpTableFactory("arp"), chip, StartMode::cold)) {}
-  ArpConvertor& conv() const {
-    return static_cast<ArpConvertor&>(*started.table->profileConvertor());
-  }
-  TarnSwitchApi::HwTableConfig& hw() const { return *chip->hwTable("arp.Arp"); }
-  ChipPtr chip;
-  Started<ArpTable> started;
-};
+using ArpOnChip = OnChip<ArpTable>;
+
+// The ARP table's single hardware table.
+TarnSwitchApi::HwTableConfig& hw(const ArpOnChip& arp) {
+  return *arp.chip->hwTable("arp.Arp");
+}
 
 // Worked rows on both profiles: the last row and no register past it; key -> row -> processor
 // registers; the exact words of an entry (row address in bits 13..4 with bit 14 set, even parity
@@ -77,33 +71,32 @@ TEST(ArpTable, KeysRowsRegistersAndExactWords) {
   const std::map<std::string, U32> rows{{"default", 3072}, {"legacy", 1536}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.profile) + " row " + std::to_string(c.index));
-    ArpOnChip arp(c.profile);
+    ArpOnChip arp(arpTableFactory("arp"), c.profile);
     EXPECT_EQ(arp.conv().descriptor(0)->upper(), rows.at(c.profile) - 1);
-    EXPECT_EQ(arp.hw().registerName(rows.at(c.profile), 0), "") << "no processor past the end";
+    EXPECT_EQ(hw(arp).registerName(rows.at(c.profile), 0), "") << "no processor past the end";
     const ArpKey key(c.port, c.rewrite);
-    arp.started.table->entryIs(key, mac(c.mac, c.vlan));
-    EXPECT_EQ(rowWords(arp.hw(), c.index, 4), c.words);
+    arp.table().entryIs(key, mac(c.mac, c.vlan));
+    EXPECT_EQ(rowWords(hw(arp), c.index, 4), c.words);
     const std::string p = "egress/processor[" + std::to_string(c.processor) + "]/";
     for (unsigned w = 0; w < 4; ++w)
-      EXPECT_EQ(arp.hw().registerName(c.index, w), p + (w % 2 ? "lum_ctl_addr_data" : "lum_data"));
-    arp.started.table->entryDel(key);  // zero MAC and VLAN, both parities 0, the address bits kept
-    EXPECT_EQ(rowWords(arp.hw(), c.index, 4),
-              (Words{0, c.words[1] & ~0xFu, 0, c.words[3] & ~0xFu}));
+      EXPECT_EQ(hw(arp).registerName(c.index, w), p + (w % 2 ? "lum_ctl_addr_data" : "lum_data"));
+    arp.table().entryDel(key);  // zero MAC and VLAN, both parities 0, the address bits kept
+    EXPECT_EQ(rowWords(hw(arp), c.index, 4), (Words{0, c.words[1] & ~0xFu, 0, c.words[3] & ~0xFu}));
   }
 }
 
 TEST(ArpTable, RowIsEmptyOnlyWhenMacAndVlanAreBothZero) {
-  ArpOnChip arp;
+  ArpOnChip arp(arpTableFactory("arp"));
   const std::map<ArpKey, ArpResult> kept{{{0, 1}, mac(0, 5)}, {{0, 2}, mac(1, 0)}};
-  for (const auto& [k, r] : kept) arp.started.table->entryIs(k, r);
-  arp.started.table->entryIs(ArpKey(0, 3), ArpResult());
+  for (const auto& [k, r] : kept) arp.table().entryIs(k, r);
+  arp.table().entryIs(ArpKey(0, 3), ArpResult());
   // A warm restart adopts the rows that read valid: not the all-zero one.
   EXPECT_EQ(startTable(arpTableFactory("arp"), arp.chip, StartMode::warm).table->entry().map(),
             kept);
 }
 
 TEST(ArpTable, OutOfRangeValuesRaiseTheirTypesMessages) {
-  ArpOnChip arp;
+  ArpOnChip arp(arpTableFactory("arp"));
   auto& conv = arp.conv();
   EXPECT_EQ(conv.keyFromHwIndex(49 * 64 + 63), ArpKey(49, 63)) << "the null port is a key";
   const std::pair<std::function<void()>, std::string> cases[] = {
@@ -115,10 +108,7 @@ TEST(ArpTable, OutOfRangeValuesRaiseTheirTypesMessages) {
   for (const auto& [f, message] : cases) EXPECT_EQ(thrownMessage<Fen::RangeException>(f), message);
   // The VLAN field read back is 16 bits wide: 4094 decodes, anything above raises.
   for (U32 vlan : {0xFFEu, 0xFFFu, 0x1000u, 0xFFFFu}) {
-    TarnSwitchApi::HwEntryConfig row(2);
-    const U32 words[4] = {0, 0x4020, vlan, 0x4030};
-    row.dataArrayIs(words, 4);
-    arp.hw().entryIs(row);
+    plantRow(hw(arp), 2, {0, 0x4020, vlan, 0x4030});
     EXPECT_EQ(thrownMessage<Fen::RangeException>([&] { conv.decodeHwEntry(2); }),
               vlan == 0xFFE ? "<no exception raised>"
                             : "Bridging::VlanIdOrNone::value > 4094 not allowed")

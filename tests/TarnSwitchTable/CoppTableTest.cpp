@@ -36,12 +36,8 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Copp, Layer2TableSuite, CoppProfiles);
 namespace {
 
 // A CoPP table started cold on a fresh chip of a built-in profile.
-struct CoppOnChip {
-  explicit CoppOnChip(const std::string& profile)
-      : chip(makeChip(profile)),
-        started(startTable(coppTableFactory("copp"), chip, StartMode::cold)) {}
-  CoppTable& table() const { return *started.table; }
-  CoppConvertor& conv() const { return *table().profileConvertor(); }
+struct CoppOnChip : OnChip<CoppTable> {
+  explicit CoppOnChip(const std::string& profile) : OnChip(coppTableFactory("copp"), profile) {}
   unsigned pipes() const { return chip->profile().pipelineCount; }
   // Copy `id` (the pipelines 0..K-1, the CPU transmit copy K).
   TarnSwitchApi::HwTableConfig& copy(unsigned id) const {
@@ -54,9 +50,6 @@ struct CoppOnChip {
   void restart(Restart how) {
     started = restartTable(coppTableFactory("copp"), started.table.ptr(), chip, how);
   }
-
-  ChipPtr chip;
-  Started<CoppTable> started;
 };
 
 // The pipeline share: 66 % for two pipelines, 50 % for more, never 0; the interval, the special
@@ -99,8 +92,11 @@ TEST(CoppEntryDeathTest, ProgrammingErrorsStopWithTheirExpression) {
 }
 
 // Key 4 changes its register at 4.1; five keys have none before it (empty, flag cleared); an
-// index past the last key is empty with the flag set.
-TEST(CoppRegisters, EachHardwareApiLevelNamesItsRegisters) {
+// index past the last key is empty with the flag set. A cold start declares the pipelines and the
+// CPU transmit copy (id K), each rows 0..10 named by its level's registers behind its prefix, and
+// writes every row once (the default words are the model's starting point in
+// RandomOperationsMatchModel).
+TEST(CoppTable, ColdStartDeclaresEveryCopyWithItsLevelsRegisters) {
   // clang-format off
   const char* before[] = {"interval_period", "reserved_mac_limit", "igmp_limit", "link_local_limit",
                           "packet_forwarding_limit", "", "", "", "", "mac_learn_limit", ""};
@@ -114,30 +110,18 @@ TEST(CoppRegisters, EachHardwareApiLevelNamesItsRegisters) {
   auto now = coppHwTableRegisterMappingHwApi41Factory("copp.Copp[1]", prefix);
   EXPECT_EQ(old->name() + " " + old->prefix(), "copp.Copp[1] " + prefix);
   for (HwIndex i = 0; i <= 10; ++i) {
-    SCOPED_TRACE(i);
-    auto r = old->getRegister(i);
-    EXPECT_EQ(r->address(0), *before[i] ? prefix + before[i] : "");
-    EXPECT_EQ(r->valid(), *before[i] != 0);
-    EXPECT_EQ(r->address(1), "");
-    r = now->getRegister(i);
-    EXPECT_EQ(r->address(0), prefix + from41[i]);
-    EXPECT_TRUE(r->valid());
+    EXPECT_EQ(old->getRegister(i)->valid(), *before[i] != 0) << i;
+    EXPECT_EQ(old->getRegister(i)->address(1), "") << i;
+    EXPECT_TRUE(now->getRegister(i)->valid()) << i;
   }
   for (HwIndex i : {11u, 1000u}) {
     EXPECT_TRUE(old->getRegister(i)->empty() && old->getRegister(i)->valid()) << i;
     EXPECT_TRUE(now->getRegister(i)->empty() && now->getRegister(i)->valid()) << i;
   }
-}
-
-// A cold start declares the pipelines and the CPU transmit copy (id K), each rows 0..10 behind
-// its prefix, and writes every row once (the default words are the model's starting point in
-// RandomOperationsMatchModel).
-TEST(CoppTable, ColdStartWritesEveryCopysDefaults) {
   for (const std::string profile : {"default", "legacy"}) {
     SCOPED_TRACE(profile);
     CoppOnChip copp(profile);
-    const bool legacy = profile == "legacy";
-    const unsigned pipes = legacy ? 2 : 4;
+    const unsigned pipes = profile == "legacy" ? 2 : 4;
     EXPECT_EQ(copp.table().numPipelines(), pipes);
     EXPECT_EQ(copp.started.writes, 11u * (pipes + 1));
     EXPECT_EQ(copp.chip->hwTable("copp.Copp[" + std::to_string(pipes + 1) + "]"), nullptr);
@@ -146,10 +130,10 @@ TEST(CoppTable, ColdStartWritesEveryCopysDefaults) {
       const std::string prefix = id == pipes ? "cpu_tx_pipeline[0]/rate_limiter/"
                                              : "pipeline[" + std::to_string(id) + "]/rate_limiter/";
       EXPECT_EQ(hw.lower() + hw.upper(), 10u);
-      EXPECT_EQ(hw.registerName(0, 0), prefix + "interval_period");
-      EXPECT_EQ(hw.registerName(4, 0),
-                prefix + (legacy ? "packet_forwarding_limit" : "l2_packet_limit"));
-      EXPECT_EQ(hw.registerName(10, 0), legacy ? "" : prefix + "default_limit");
+      for (HwIndex i = 0; i <= 10; ++i) {
+        const char* name = profile == "legacy" ? before[i] : from41[i];
+        EXPECT_EQ(hw.registerName(i, 0), *name ? prefix + name : "") << id << " row " << i;
+      }
     }
   }
 }
@@ -257,19 +241,16 @@ TEST(CoppTable, CorruptedCpuTransmitRowFallsBackToTheDefault) {
 
 // Every trace text names the key, hardware values in "0x%08X".
 TEST(CoppTable, TracesNameTheKeyAndHardwareValues) {
-  std::vector<std::string> seen;
-  Fen::traceSinkIs([&](const char*, int, const std::string& text) { seen.push_back(text); });
-  Fen::traceLevelIs("TarnTableCopp", 8);
   const std::string handle =
       "void TarnSwitchTable::CoppTable::handleEntry(TarnSwitchTable::CoppEntryKey)";
   auto chip = makeChip("default");
-  auto table = coppTableFactory("copp");
-  table->entryIs(K::coppMcastPktLimit, CoppEntry(2000));
-  auto started = startTable(table, chip, StartMode::cold);
-  table->entryIs(K::coppMcastPktLimit, CoppEntry(3000));
-  auto again = startTable(coppTableFactory("copp"), chip, StartMode::warm);
-  Fen::traceOffAll();
-  Fen::traceSinkIs(nullptr);
+  const auto seen = tracedLines("TarnTableCopp", 0, 8, [&] {
+    auto table = coppTableFactory("copp");
+    table->entryIs(K::coppMcastPktLimit, CoppEntry(2000));
+    startTable(table, chip, StartMode::cold);
+    table->entryIs(K::coppMcastPktLimit, CoppEntry(3000));
+    startTable(coppTableFactory("copp"), chip, StartMode::warm);
+  });
   // Skipped before the cold start, and at the warm start's adoption.
   EXPECT_EQ(std::count(seen.begin(), seen.end(),
                        handle + " Skipped as not yet initialized - key:coppMcastPktLimit"),

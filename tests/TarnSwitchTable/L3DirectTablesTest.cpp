@@ -41,7 +41,6 @@ struct L3LagTraits {
   static L3LagResult result(unsigned n) {
     return L3LagResult(IngressPortMask((1ull << Ports) | (n / 2 + 1)), n % 2 == 1);
   }
-  static constexpr bool programsUnchanged = true;
 };
 
 template <unsigned Ports>
@@ -59,7 +58,6 @@ struct L3FloodBitmapTraits {
   static L3FloodBitmapResult result(unsigned n) {
     return L3FloodBitmapResult(IngressPortMask((1ull << (Ports - 1)) | n));
   }
-  static constexpr bool programsUnchanged = true;
 };
 
 template <unsigned Ports>
@@ -75,7 +73,6 @@ struct L3FloodArpTraits {
   static L3FloodArpResult result(unsigned n) {
     return L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000000ull + n * 0x10203ull), n * 5);
   }
-  static constexpr bool programsUnchanged = true;
 };
 
 }  // namespace
@@ -87,22 +84,22 @@ INSTANTIATE_TYPED_TEST_SUITE_P(L3, DirectTableSuite, L3DirectTables);
 
 namespace {
 
-// One hand-worked row: the entry, the row it lands on and the words every copy holds.
-template <class Key, class Result>
+// One hand-worked row: the profile, the key (a layer-3 identifier is its own row), the result
+// and the words every copy holds.
+template <class Result>
 struct HandRow {
   const char* profile;
-  Key key;
-  Result result;
   HwIndex row;
+  Result result;
   Words words;
 };
 
 // Sets each entry on a fresh chip and checks: the copies (their count, rows 0..last, names),
 // the words of the row in every copy with its register names, a single write a copy, and the
 // deleted row holding only its position bits.
-template <class Table, class Key, class Result>
+template <class Table, class Result>
 void expectHandRows(const std::function<Fen::Ptr<Table>()>& make,
-                    const std::vector<HandRow<Key, Result>>& rows, HwIndex last,
+                    const std::vector<HandRow<Result>>& rows, HwIndex last,
                     const std::function<unsigned(const std::string&)>& copies,
                     const std::function<std::string(unsigned, unsigned)>& registerOf) {
   for (const auto& c : rows) {
@@ -111,7 +108,8 @@ void expectHandRows(const std::function<Fen::Ptr<Table>()>& make,
     auto started = startTable(make(), chip, StartMode::cold);
     auto& conv = *started.table->profileConvertor();
     ASSERT_EQ(conv.copies().size(), copies(c.profile));
-    started.table->entryIs(c.key, c.result);
+    const typename Table::Key key(c.row);
+    started.table->entryIs(key, c.result);
     EXPECT_EQ(chip->writeCount() - started.writes, copies(c.profile));
     for (const Copy& copy : conv.copies()) {
       EXPECT_EQ(copy.table->name(),
@@ -122,7 +120,7 @@ void expectHandRows(const std::function<Fen::Ptr<Table>()>& make,
       for (unsigned w = 0; w < c.words.size(); ++w)
         EXPECT_EQ(copy.table->registerName(c.row, w), registerOf(copy.id, w));
     }
-    started.table->entryDel(c.key);
+    started.table->entryDel(key);
     Words empty(c.words.size(), 0);
     for (const auto& [word, mask] : conv.hwStaticWord()) empty[word] = c.words[word] & mask;
     for (const Copy& copy : conv.copies())
@@ -143,24 +141,16 @@ unsigned pipelines(const std::string& profile) {
 // Mask bits 0..P (P the port count), cpuPriority at P+1, even parity of words 0 and 1 at P+2;
 // word 2 the index in bits 0..5 and 19 in bits 17..21.
 TEST(L3LagTable, HandWorkedRows) {
-  using Row = HandRow<TarnSwitch::L3LagIndex, L3LagResult>;
+  using Row = HandRow<L3LagResult>;
   const IngressPortMask all(~0ull);
   const std::vector<Row> rows = {
-      {"default",
-       TarnSwitch::L3LagIndex(5),
-       {IngressPortMask(0x3), true},
-       5,
-       {0x3, 0x60000, 0x260005}},
+      {"default", 5, {IngressPortMask(0x3), true}, {0x3, 0x60000, 0x260005}},
       // cpuPriority alone: its bit and the parity bit it flips.
-      {"default", TarnSwitch::L3LagIndex(1), {IngressPortMask(0), true}, 1, {0, 0x60000, 0x260001}},
+      {"default", 1, {IngressPortMask(0), true}, {0, 0x60000, 0x260001}},
       // Ports 0..48 of a full mask: 49 ones, odd parity; bits above P are not written.
-      {"default", TarnSwitch::L3LagIndex(55), {all, false}, 55, {0xFFFFFFFF, 0x5FFFF, 0x260037}},
-      {"legacy",
-       TarnSwitch::L3LagIndex(7),
-       {IngressPortMask(0x1000001), true},
-       7,
-       {0x7000001, 0, 0x260007}},
-      {"legacy", TarnSwitch::L3LagIndex(42), {all, false}, 42, {0x5FFFFFF, 0, 0x26002A}},
+      {"default", 55, {all, false}, {0xFFFFFFFF, 0x5FFFF, 0x260037}},
+      {"legacy", 7, {IngressPortMask(0x1000001), true}, {0x7000001, 0, 0x260007}},
+      {"legacy", 42, {all, false}, {0x5FFFFFF, 0, 0x26002A}},
   };
   expectHandRows<L3LagTable>([] { return l3LagTableFactory("l3lag"); }, rows, 55, pipelines,
                              l3IngressRegister);
@@ -169,28 +159,13 @@ TEST(L3LagTable, HandWorkedRows) {
 // Mask bits 0..P-1 (port P never written), parity at P; word 2 the identifier in bits 0..6 and
 // 21 in bits 17..21.
 TEST(L3FloodBitmapTable, HandWorkedRows) {
-  using Row = HandRow<TarnSwitch::L3FloodId, L3FloodBitmapResult>;
+  using Row = HandRow<L3FloodBitmapResult>;
+  const auto mask = [](U64 m) { return L3FloodBitmapResult(IngressPortMask(m)); };
   const std::vector<Row> rows = {
-      {"default",
-       TarnSwitch::L3FloodId(127),
-       L3FloodBitmapResult(IngressPortMask(0x1000000000001)),
-       127,
-       {0x1, 0x10000, 0x2A007F}},
-      {"default",
-       TarnSwitch::L3FloodId(9),
-       L3FloodBitmapResult(IngressPortMask(0x800000000003)),
-       9,
-       {0x3, 0x18000, 0x2A0009}},
-      {"legacy",
-       TarnSwitch::L3FloodId(64),
-       L3FloodBitmapResult(IngressPortMask(0xFFFFFF)),
-       64,
-       {0xFFFFFF, 0, 0x2A0040}},
-      {"legacy",
-       TarnSwitch::L3FloodId(3),
-       L3FloodBitmapResult(IngressPortMask(0x1000007)),
-       3,
-       {0x1000007, 0, 0x2A0003}},
+      {"default", 127, mask(0x1000000000001), {0x1, 0x10000, 0x2A007F}},
+      {"default", 9, mask(0x800000000003), {0x3, 0x18000, 0x2A0009}},
+      {"legacy", 64, mask(0xFFFFFF), {0xFFFFFF, 0, 0x2A0040}},
+      {"legacy", 3, mask(0x1000007), {0x1000007, 0, 0x2A0003}},
   };
   expectHandRows<L3FloodBitmapTable>([] { return l3FloodBitmapTableFactory("l3floodbitmap"); },
                                      rows, 127, pipelines, l3IngressRegister);
@@ -200,25 +175,22 @@ TEST(L3FloodBitmapTable, HandWorkedRows) {
 // 2k + 641 (word 7) in bits 4..13 with bit 14 set, parity of the data word before in bit 3;
 // both banks hold the same data.
 TEST(L3FloodArpTable, HandWorkedRows) {
-  using Row = HandRow<TarnSwitch::L3FloodId, L3FloodArpResult>;
+  using Row = HandRow<L3FloodArpResult>;
   const auto mac = [](U64 m, unsigned vlan) {
     return L3FloodArpResult(Lanx::EthAddr::fromU64(m), vlan);
   };
   const std::vector<Row> rows = {
       {"default",
-       TarnSwitch::L3FloodId(0),
-       mac(0x001122334455, 7),
        0,
+       mac(0x001122334455, 7),
        {0x00112233, 0x4800, 0x00112233, 0x6800, 0x44550007, 0x4818, 0x44550007, 0x6818}},
       {"default",
-       TarnSwitch::L3FloodId(127),
-       mac(0x800000000000, 1),
        127,
+       mac(0x800000000000, 1),
        {0x80000000, 0x57E8, 0x80000000, 0x77E8, 0x00000001, 0x57F8, 0x00000001, 0x77F8}},
       {"legacy",
-       TarnSwitch::L3FloodId(5),
-       mac(0xFFFFFFFFFFFF, 4094),
        5,
+       mac(0xFFFFFFFFFFFF, 4094),
        {0xFFFFFFFF, 0x48A0, 0xFFFFFFFF, 0x68A0, 0xFFFF0FFE, 0x48B8, 0xFFFF0FFE, 0x68B8}},
   };
   const auto processors = [](const std::string& p) { return p == "default" ? 24u : 12u; };
@@ -268,17 +240,12 @@ TEST(L3DirectTables, RangeMessagesOfKeysAndValuesReadBack) {
   }
 }
 
-// The lines a module traces at `level` and below while `f` runs that begin with `prefix`.
+// The lines `module` traces at `level` and below while `f` runs that begin with `prefix`.
 template <class F>
 std::vector<std::string> traced(const char* module, int level, const std::string& prefix, F&& f) {
   std::vector<std::string> lines;
-  Fen::traceSinkIs([&](const char* m, int, const std::string& text) {
-    if (module == std::string(m) && text.rfind(prefix, 0) == 0) lines.push_back(text);
-  });
-  Fen::traceLevelIs(module, level);
-  f();
-  Fen::traceOffAll();
-  Fen::traceSinkIs(nullptr);
+  for (const auto& line : tracedLines(module, 0, level, f))
+    if (line.rfind(prefix, 0) == 0) lines.push_back(line);
   return lines;
 }
 
@@ -304,70 +271,50 @@ TEST(L3DirectTables, TracesOfProgrammingAndReadBack) {
   const std::string arpEntry =
       "L3FloodArpEntry({'valid': true, 'l3FloodId': 0, 'ethAddr': 02:00:00:00:00:01, "
       "'vlanId': 10})";
-  struct Case {
-    const char* module;
-    int level;
-    const char* prefix;
-    std::function<void()> run;
-    std::vector<std::string> lines;
-  };
-  const Case cases[] = {
-      {"TarnTableL3Lag",
-       8,
-       "",
-       [&] { lag.table->entryIs(5, L3LagResult(IngressPortMask(3), true)); },
-       {"void TarnSwitchTable::L3LagTable::handleEntry(const TarnSwitch::L3LagIndex&) 5",
-        "Programming Entry " + lagEntry}},
-      {"TarnTableL3Lag",
-       7,
-       "Decoded",
-       [&] { lag.table->profileConvertor()->decodeHwEntry(5); },
-       {"Decoded entry is " + lagEntry}},
-      {"TarnTableL3FloodBitmap",
-       8,
-       "",
-       [&] { bitmap.table->entryIs(127, L3FloodBitmapResult(IngressPortMask(0xFF0))); },
-       {"void TarnSwitchTable::L3FloodBitmapTable::handleEntry(const TarnSwitch::L3FloodId&) 127",
-        "Programming Entry " + bitmapEntry}},
-      {"TarnTableL3FloodArp",
-       8,
-       "",
-       [&] {
-         arp.table->entryIs(0, L3FloodArpResult(Lanx::EthAddr::fromU64(0x020000000001ull), 10));
-       },
-       {"void TarnSwitchTable::L3FloodArpTable::handleEntry(const TarnSwitch::L3FloodId&) 0",
-        "Programming Entry " + arpEntry}},
-      {"TarnTableLpm11",
-       8,
-       "Programming",
-       [&] { lpm11.table->entryIs(key11, Lpm11Result(EntryCellResult(), true)); },
-       {"Programming Entry Lpm11Entry({'valid': true, 'vrfId': 1, 'prefix': 10.0.0.0/11, "
-        "'cellResult': " +
-        EntryCellResult().toStrep() + ", 'cpuTrap': true})"}},
-      {"TarnTableSG",
-       8,
-       "",
-       [&] { sg.table->entryIs(mroute, SGResult(3, IngressPortMask(1))); },
-       {"void TarnSwitchTable::SGTable::handleEntry(const TarnSwitch::MrouteKey&) " +
-            mroute.toStrep(),
-        "TarnSwitchTable::SGTableCuckooEntry::Ptr TarnSwitchTable::SGTable::createHashItem("
-        "const TarnSwitch::MrouteKey&) " +
-            mroute.toStrep(),
-        "Programming Entry SGTableCuckooEntry({'valid': true, 'source': 10.0.0.1, 'group': "
-        "224.1.2.3, 'qualifier': 5, 'vlanGroupId': 3, 'portMask': 0x1})"}},
-      {"TarnTableLpmTables",
-       7,
-       "Decoded",
-       [&] {
-         lpm14.table->entryIs(key14, LpmResult());
-         for (HwIndex i = 0; i < 2048; ++i) lpm14.table->profileConvertor()->decodeHwEntry(i);
-       },
-       {"Decoded valid entry is " + Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.module);
-    EXPECT_EQ(traced(c.module, c.level, c.prefix, c.run), c.lines);
-  }
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(traced("TarnTableL3Lag", 8, "",
+                   [&] { lag.table->entryIs(5, L3LagResult(IngressPortMask(3), true)); }),
+            (Lines{"void TarnSwitchTable::L3LagTable::handleEntry(const TarnSwitch::L3LagIndex&) 5",
+                   "Programming Entry " + lagEntry}));
+  EXPECT_EQ(traced("TarnTableL3Lag", 7, "Decoded",
+                   [&] { lag.table->profileConvertor()->decodeHwEntry(5); }),
+            Lines{"Decoded entry is " + lagEntry});
+  EXPECT_EQ(
+      traced("TarnTableL3FloodBitmap", 8, "",
+             [&] { bitmap.table->entryIs(127, L3FloodBitmapResult(IngressPortMask(0xFF0))); }),
+      (Lines{
+          "void TarnSwitchTable::L3FloodBitmapTable::handleEntry(const TarnSwitch::L3FloodId&) 127",
+          "Programming Entry " + bitmapEntry}));
+  const L3FloodArpResult arpResult(Lanx::EthAddr::fromU64(0x020000000001ull), 10);
+  EXPECT_EQ(
+      traced("TarnTableL3FloodArp", 8, "", [&] { arp.table->entryIs(0, arpResult); }),
+      (Lines{"void TarnSwitchTable::L3FloodArpTable::handleEntry(const TarnSwitch::L3FloodId&) 0",
+             "Programming Entry " + arpEntry}));
+  EXPECT_EQ(traced("TarnTableLpm11", 8, "Programming",
+                   [&] { lpm11.table->entryIs(key11, Lpm11Result(EntryCellResult(), true)); }),
+            Lines{"Programming Entry Lpm11Entry({'valid': true, 'vrfId': 1, 'prefix': 10.0.0.0/11, "
+                  "'cellResult': " +
+                  EntryCellResult().toStrep() + ", 'cpuTrap': true})"});
+  EXPECT_EQ(traced("TarnTableSG", 8, "",
+                   [&] { sg.table->entryIs(mroute, SGResult(3, IngressPortMask(1))); }),
+            (Lines{"void TarnSwitchTable::SGTable::handleEntry(const TarnSwitch::MrouteKey&) " +
+                       mroute.toStrep(),
+                   "TarnSwitchTable::SGTableCuckooEntry::Ptr TarnSwitchTable::SGTable::"
+                   "createHashItem(const TarnSwitch::MrouteKey&) " +
+                       mroute.toStrep(),
+                   "Programming Entry SGTableCuckooEntry({'valid': true, 'source': 10.0.0.1, "
+                   "'group': 224.1.2.3, 'qualifier': 5, 'vlanGroupId': 3, 'portMask': 0x1})"}));
+  // Every stride member traces its changes as the one implementation they share.
+  EXPECT_EQ(
+      traced("TarnTableLpmTables", 8, "void", [&] { lpm14.table->entryIs(key14, LpmResult()); }),
+      Lines{"void TarnSwitchTable::LpmBaseTable::handleEntry(const TarnSwitch::LpmKey&) "
+            "Value('TarnSwitch::LpmKey', ** {'vrfId': 0, 'prefix': 10.0.0.0/12})"});
+  EXPECT_EQ(
+      traced("TarnTableLpmTables", 7, "Decoded",
+             [&] {
+               for (HwIndex i = 0; i < 2048; ++i) lpm14.table->profileConvertor()->decodeHwEntry(i);
+             }),
+      (Lines{"Decoded valid entry is " + Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()}));
 }
 
 // A profile that gives a table no copy (a flood ARP table on one port: no egress processor; no
@@ -376,40 +323,31 @@ TEST(L3DirectTables, TracesOfProgrammingAndReadBack) {
 // refused with the range exception when the table connects, before any row is written; the
 // widest profiles each row holds start (the flood bitmap counts its ports modulo 256).
 TEST(L3Tables, ProfilesWithoutACopyKeepTheTableInSoftwareAndTooManyPortsAreRefused) {
-  using Make = std::function<Fen::Ptr<TarnSwitchApi::SwTable>()>;
-  const Make lag = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(l3LagTableFactory("t")); };
-  const Make bitmap = [] {
-    return Fen::Ptr<TarnSwitchApi::SwTable>(l3FloodBitmapTableFactory("t"));
-  };
-  const Make arp = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(l3FloodArpTableFactory("t")); };
-  const Make sg = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(sGTableFactory("t")); };
-  const Make lpm11 = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(lpm11TableFactory("t")); };
-  const Make lpm14 = [] { return Fen::Ptr<TarnSwitchApi::SwTable>(Lpm14TableIs("t")); };
   const std::string none = "<no exception raised>", fits = "; a port mask of the row holds ";
   const struct {
     unsigned ports, pipelines;
-    Make make;
+    Fen::Ptr<TarnSwitchApi::SwTable> table;  // each started once, on a chip of its own
     std::string message;
     bool writes;
   } cases[] = {
-      {1, 4, arp, none, false},
-      {48, 0, lag, none, false},
-      {48, 0, bitmap, none, false},
-      {48, 1, sg, none, false},
-      {48, 1, lpm11, none, false},
-      {48, 1, lpm14, none, false},
-      {62, 4, lag, "TarnSwitchTable::L3LagTable: profile 'wide' has 62 ports" + fits + "61 at most",
-       false},
-      {64, 4, bitmap,
+      {1, 4, l3FloodArpTableFactory("t"), none, false},
+      {48, 0, l3LagTableFactory("t"), none, false},
+      {48, 0, l3FloodBitmapTableFactory("t"), none, false},
+      {48, 1, sGTableFactory("t"), none, false},
+      {48, 1, lpm11TableFactory("t"), none, false},
+      {48, 1, Lpm14TableIs("t"), none, false},
+      {62, 4, l3LagTableFactory("t"),
+       "TarnSwitchTable::L3LagTable: profile 'wide' has 62 ports" + fits + "61 at most", false},
+      {64, 4, l3FloodBitmapTableFactory("t"),
        "TarnSwitchTable::L3FloodBitmapTable: profile 'wide' has 64 ports" + fits + "63 at most",
        false},
-      {63, 4, sg, "TarnSwitchTable::SGTable: profile 'wide' has 63 ports" + fits + "62 at most",
-       false},
-      {2, 1, arp, none, true},
-      {61, 1, lag, none, true},
-      {63, 1, bitmap, none, true},
-      {319, 1, bitmap, none, true},
-      {62, 2, sg, none, true},
+      {63, 4, sGTableFactory("t"),
+       "TarnSwitchTable::SGTable: profile 'wide' has 63 ports" + fits + "62 at most", false},
+      {2, 1, l3FloodArpTableFactory("t"), none, true},
+      {61, 1, l3LagTableFactory("t"), none, true},
+      {63, 1, l3FloodBitmapTableFactory("t"), none, true},
+      {319, 1, l3FloodBitmapTableFactory("t"), none, true},
+      {62, 2, sGTableFactory("t"), none, true},
   };
   for (const auto& c : cases) {
     TarnSwitch::ChipProfile p = *TarnSwitch::builtinProfile("default");
@@ -417,9 +355,8 @@ TEST(L3Tables, ProfilesWithoutACopyKeepTheTableInSoftwareAndTooManyPortsAreRefus
     p.portCount = Fen::U16(c.ports);
     p.pipelineCount = Fen::U8(c.pipelines);
     const ChipPtr chip = Fen::makePtr<TarnSwitchApi::HwTableCollection>(p);
-    auto table = c.make();
     EXPECT_EQ(thrownMessage<Fen::RangeException>(
-                  [&] { TarnSwitchApi::startSwTable(*table, chip, StartMode::cold); }),
+                  [&] { TarnSwitchApi::startSwTable(*c.table, chip, StartMode::cold); }),
               c.message);
     EXPECT_EQ(chip->writeCount() > 0, c.writes) << c.message;
   }

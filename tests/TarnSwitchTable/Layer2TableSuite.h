@@ -67,22 +67,11 @@ class Layer2TableSuite : public TableFixture<Traits> {
   // Every row of every copy holds software's result for its key, or the default, and `check`
   // expects it there.
   ::testing::AssertionResult hardwareMatches(const Model& model) const {
-    using TarnSwitchApi::hwEntryMaxWords;
-    for (const Copy& c : conv().copies()) {
-      for (Fen::U64 i = c.lower; i <= c.upper; ++i) {
-        const Key k = conv().layout().keyFromHwIndex(HwIndex(i));
-        const auto it = model.find(k);
-        Fen::U32 want[hwEntryMaxWords] = {}, expected[hwEntryMaxWords];
-        conv().layout().encodeRow(k, it == model.end() ? none(k) : it->second, c.encoding, want);
-        const unsigned n = conv().expectedHwRow(c.id, HwIndex(i), expected);
-        const auto* held = c.table->storedEntry(HwIndex(i));
-        bool same = held && held->words() >= c.words && n == c.words;
-        for (unsigned w = 0; same && w < c.words; ++w)
-          same = held->dataArray()[w] == want[w] && expected[w] == want[w];
-        if (!same) return holds(k, it == model.end() ? none(k) : it->second);
-      }
-    }
-    return ::testing::AssertionSuccess();
+    return this->everyRowHolds([&](const Copy& c, HwIndex i) {
+      const Key k = conv().layout().keyFromHwIndex(i);
+      const auto it = model.find(k);
+      return encode(k, it == model.end() ? none(k) : it->second, c);
+    });
   }
   static Result none(const Key& k) { return Layout::defaultResult(k); }
   static Result value(const Key& k, unsigned n) { return Traits::result(k, n); }

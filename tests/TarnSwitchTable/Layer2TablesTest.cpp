@@ -26,13 +26,6 @@ const std::string portMessage =
     "TarnSwitch::ChipPortId::value < TarnSwitch::ChipPortId::min or > "
     "TarnSwitch::ChipPortId::null not allowed";
 
-// Ports 3, 13, 22 and 23 exist on both built-in chips and lie in both pipelines of the smaller.
-template <class T>
-typename T::Key portKey(unsigned n) {
-  const U16 ports[] = {3, 13, 22, 23};
-  return typename T::Key(ports[n]);
-}
-
 // Distinct non-default results per member that hardware holds whole, for the suite.
 struct Results {
   static PortConfigResult of(const PortConfigKey&, unsigned n) {
@@ -56,13 +49,11 @@ struct Traits {
   using Table = T;
   static Fen::Ptr<T> makeTable() { return Fen::makePtr<T>("l2"); }
   static std::string profile() { return Legacy ? "legacy" : "default"; }
+  // Ports 3, 13, 22 and 23 exist on both built-in chips and lie in both pipelines of the smaller.
   static typename T::Key key(unsigned n) {
-    if constexpr (std::is_same_v<T, FloodSetTable>) {
-      const U16 vlans[] = {1, 100, 2000, 4094};
-      return Bridging::VlanId(vlans[n]);
-    } else {
-      return portKey<T>(n);
-    }
+    const U16 ports[] = {3, 13, 22, 23}, vlans[] = {1, 100, 2000, 4094};
+    if constexpr (std::is_same_v<T, FloodSetTable>) return Bridging::VlanId(vlans[n]);
+    return typename T::Key(ports[n]);
   }
   static typename T::Result result(const typename T::Key& k, unsigned n) {
     return Results::of(k, n);
@@ -242,6 +233,8 @@ TEST(LagLookUpTable, EveryCopyWithTheCappedLookUpTable) {
 }
 // clang-format on
 
+// The convertor's per-copy writes: a port's own pipeline copy alone (nothing for a port of no
+// pipeline), or the CPU copy alone.
 TEST(LagGroupTable, PipelineAndCpuWritesReachOneCopyEach) {
   auto s = startTable(lagGroupTableFactory("l2"), chipOf(12, 2, 4), StartMode::cold);
   auto& conv = *s.table->profileConvertor();
@@ -250,7 +243,7 @@ TEST(LagGroupTable, PipelineAndCpuWritesReachOneCopyEach) {
   EXPECT_EQ(rowWords(*conv.hwTable(2), 6, 1), Words{0});
   conv.cpuPipelineHwTableEntryIs(LagGroupKey(6), LagGroupResult(5));
   EXPECT_EQ(rowWords(*conv.hwTable(2), 6, 1), Words{5});
-  const U64 before = s.table->profileConvertor()->hwTableCollection()->writeCount();
+  const U64 before = conv.hwTableCollection()->writeCount();
   conv.ingressPipelineHwTableEntryIs(LagGroupKey(9), LagGroupResult(5));  // no pipeline: nothing
   EXPECT_EQ(conv.hwTableCollection()->writeCount(), before);
 }
@@ -376,14 +369,8 @@ TEST(Layer2Tables, ReadBackTracesMissingRowsPerCopy) {
   ChipPtr chip = makeChip("legacy");
   auto s = startTable(floodSetTableFactory("l2"), chip, StartMode::cold);
   s.table->profileConvertor()->hwTable(1)->entryDel(100);
-  std::vector<std::string> lines;
-  Fen::traceSinkIs([&](const char* module, int level, const std::string& text) {
-    if (std::string(module) == "TarnTableFloodSet" && level >= 8) lines.push_back(text);
-  });
-  Fen::traceLevelIs("TarnTableFloodSet", 9);
-  s.table->profileConvertor()->syncEntries();
-  Fen::traceOffAll();
-  Fen::traceSinkIs(nullptr);
+  const auto lines =
+      tracedLines("TarnTableFloodSet", 8, 9, [&] { s.table->profileConvertor()->syncEntries(); });
   // The copy that lacks the row disagrees over a default: it is written at once, from software.
   EXPECT_EQ(lines, (std::vector<std::string>{
                        "virtual void TarnSwitchTable::FloodSetConvertorLayer2All::syncEntries()",

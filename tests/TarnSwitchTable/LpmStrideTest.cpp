@@ -53,17 +53,11 @@ INSTANTIATE_TYPED_TEST_SUITE_P(LpmStrideLegacy, HashTableSuite, Members<true>);
 
 namespace {
 
+// A stride table of type T started cold on a fresh chip of `profile`.
 template <class T>
-struct OnChip {
-  explicit OnChip(const std::string& profile = "default")
-      : chip(makeChip(profile)),
-        started(startTable(Fen::makePtr<T>("lpm"), chip, StartMode::cold)) {}
-  T& table() const { return *started.table; }
-  auto& conv() const { return *started.table->profileConvertor(); }
-  TarnSwitchApi::HwTableConfig& hw(unsigned copy) const { return *conv().hwTable(copy); }
-  ChipPtr chip;
-  Started<T> started;
-};
+OnChip<T> onChip(const std::string& profile = "default") {
+  return OnChip<T>(Fen::makePtr<T>("lpm"), profile);
+}
 
 // Buckets of ways 0 and 1 from the CRC definition (polynomials per width and way, register
 // starting at 0, most significant bit first) over the left-aligned key bits.
@@ -116,28 +110,29 @@ TEST(LpmStride, RowsWorkedByHand) {
   for (const Case& c : {Case{"default", {0x18BF02A0, 0x807C0DEA, 0x201F, 0, 0x2093B, 0xC0A80104}},
                         Case{"legacy", {0x18BF02A0, 0x807E0DE2, 0x201F, 0, 0x2093B, 0xC0A80104}}}) {
     SCOPED_TRACE(c.profile);
-    OnChip<Lpm32Table> lpm(c.profile);
+    auto lpm = onChip<Lpm32Table>(c.profile);
     const unsigned copies = std::string(c.profile) == "default" ? 2 : 1;
     ASSERT_EQ(lpm.conv().copies().size(), copies);
     lpm.table().entryIs(key32, routed);
-    EXPECT_EQ(lpm.chip->writeCount() - lpm.started.writes, copies);
+    EXPECT_EQ(lpm.writes(), copies);
     for (unsigned i = 0; i < copies; ++i) {
-      EXPECT_EQ(lpm.hw(i).name(), "lpm.Lpm32[" + std::to_string(i) + "]");
-      EXPECT_EQ(lpm.hw(i).upper(), 8191u);
-      EXPECT_EQ(rowWords(lpm.hw(i), 0x93B, 6), c.words);
+      const auto& hw = *lpm.conv().hwTable(i);
+      EXPECT_EQ(hw.name(), "lpm.Lpm32[" + std::to_string(i) + "]");
+      EXPECT_EQ(hw.upper(), 8191u);
+      EXPECT_EQ(rowWords(hw, 0x93B, 6), c.words);
       const std::string p = "ingress/processor_l3[" + std::to_string(i) + "]/";
       const char* names[] = {"hash_data0", "hash_data1", "hash_data2", "hash_data3", "hash_ctl"};
-      for (unsigned w = 0; w < 5; ++w) EXPECT_EQ(lpm.hw(i).registerName(0x93B, w), p + names[w]);
-      EXPECT_EQ(lpm.hw(i).registerName(0x93B, 5), "") << "the address word has no register";
+      for (unsigned w = 0; w < 5; ++w) EXPECT_EQ(hw.registerName(0x93B, w), p + names[w]);
+      EXPECT_EQ(hw.registerName(0x93B, 5), "") << "the address word has no register";
     }
     lpm.table().entryDel(key32);
-    EXPECT_EQ(rowWords(lpm.hw(0), 0x93B, 6), null32);
+    EXPECT_EQ(rowWords(*lpm.conv().hwTable(0), 0x93B, 6), null32);
   }
   // 10.0.0.0/12: compare bits 0..1 (address bits 31..30) and 2..3 (vrfId) all 0; four null cells.
-  OnChip<Lpm14Table> lpm14;
+  auto lpm14 = onChip<Lpm14Table>();
   lpm14.table().entryIs(prefix(0, 0x0A000000u, 12), LpmResult());
-  EXPECT_EQ(lpm14.hw(0).upper(), 2047u);
-  EXPECT_EQ(rowWords(lpm14.hw(1), 0x1EA, 6),
+  EXPECT_EQ(lpm14.conv().hwTable(0)->upper(), 2047u);
+  EXPECT_EQ(rowWords(*lpm14.conv().hwTable(1), 0x1EA, 6),
             (Words{0x1F807F0, 0x401F807E, 0, 0, 0x1A01EA, 0x0A000000}));
 }
 
@@ -146,15 +141,14 @@ TEST(LpmStride, RowsWorkedByHand) {
 template <class T>
 void refusesKeysOfOtherInstancesAndLengths(const char* name) {
   SCOPED_TRACE(name);
-  OnChip<T> lpm("legacy");
+  auto lpm = onChip<T>("legacy");
   const U8 len = U8(32 - T::Layout::Entry::ipv4DipShift);
   EXPECT_EQ(lpm.table().prefixBaseLen(), len);
-  const Fen::U64 before = lpm.chip->writeCount();
   EXPECT_EQ(thrownMessage<Fen::RangeException>(
                 [&] { lpm.table().entryIs(prefix(4, 0, len), LpmResult()); }),
             std::string("TarnSwitchTable::") + name + "::vrfId > 3 not allowed");
   EXPECT_TRUE(lpm.table().entry().map().empty());
-  EXPECT_EQ(lpm.chip->writeCount(), before);
+  EXPECT_EQ(lpm.writes(), 0u);
   EXPECT_EQ(
       thrownMessage<Fen::RangeException>([&] { lpm.table().keyCheck(prefix(0, 0, U8(len + 1))); }),
       "key.prefix().len() == prefixBaseLen() does not hold");
@@ -175,7 +169,7 @@ TEST(LpmStrideDeathTest, KeysOfOtherInstancesAndLengths) {
 // Filling a table: the query says yes exactly while a placement of all keys exists, and the
 // table is then full to the last location (keys spread over all routing instances).
 TEST(LpmStride, CapacityQueryHoldsUntilEveryLocationIsTaken) {
-  OnChip<Lpm14Table> lpm("legacy");
+  auto lpm = onChip<Lpm14Table>("legacy");
   unsigned placed = 0, refused = 0;
   for (unsigned n = 0; n < 4 * 4096; ++n) {
     const LpmKey k = StrideTraits<Lpm14Table, true>::key(n * 37 % 16384);
@@ -188,21 +182,6 @@ TEST(LpmStride, CapacityQueryHoldsUntilEveryLocationIsTaken) {
   }
   EXPECT_EQ(placed, 2048u) << "every location holds an entry before the query says no";
   EXPECT_EQ(lpm.table().cuckooHashTableStatus()->cmdCount(), 0u);
-}
-
-// Every member traces its changes as the one implementation they share.
-TEST(LpmStride, HandleEntryIsTracedAsTheSharedTables) {
-  OnChip<Lpm29Table> lpm("legacy");
-  std::vector<std::string> lines;
-  Fen::traceSinkIs([&](const char*, int, const std::string& text) { lines.push_back(text); });
-  Fen::traceLevelIs("TarnTableLpmTables", 8);
-  lpm.table().entryIs(prefix(2, 0x0A010220u, 27), LpmResult());
-  Fen::traceOffAll();
-  Fen::traceSinkIs(nullptr);
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines.front(),
-            "void TarnSwitchTable::LpmBaseTable::handleEntry(const TarnSwitch::LpmKey&) "
-            "Value('TarnSwitch::LpmKey', ** {'vrfId': 2, 'prefix': 10.1.2.32/27})");
 }
 
 TEST(LpmStride, PrefixBaseLengthNotifiesOnlyOnChange) {

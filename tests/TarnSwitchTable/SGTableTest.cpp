@@ -43,21 +43,15 @@ INSTANTIATE_TYPED_TEST_SUITE_P(SG, HashTableSuite, SGProfiles);
 
 namespace {
 
-struct SGOnChip {
-  explicit SGOnChip(const std::string& profile = "default")
-      : chip(makeChip(profile)), started(startTable(sGTableFactory("sg"), chip, StartMode::cold)) {}
-  SGTable& table() const { return *started.table; }
-  SGConvertor& conv() const { return *table().profileConvertor(); }
-  // The location the cuckoo engine holds `k` at.
-  CuckooLocation placed(const MrouteKey& k) const {
-    CuckooLocation where;
-    EXPECT_TRUE(table().cuckooHashTable()->lookupItem(
-        Fen::PtrConst<Keel::Cuckoo::HashItem>(table().ownItem(k)), &where));
-    return where;
-  }
-  ChipPtr chip;
-  Started<SGTable> started;
-};
+using SGOnChip = OnChip<SGTable>;
+
+// The location the cuckoo engine holds `k` at.
+CuckooLocation placed(const SGOnChip& s, const MrouteKey& k) {
+  CuckooLocation where;
+  EXPECT_TRUE(s.table().cuckooHashTable()->lookupItem(
+      Fen::PtrConst<Keel::Cuckoo::HashItem>(s.table().ownItem(k)), &where));
+  return where;
+}
 
 // The bucket of a way hashes the nine bytes of the 72-bit stream last byte first: here group
 // 224.1.2.3 (its low 28 bits 0x0010203), source 10.0.0.1 and qualifier 0x7A5 make the stream
@@ -81,29 +75,20 @@ TEST(SGTable, HandWorkedRows) {
     SGResult result;
     U32 words[4];
   };
-  const IngressPortMask all(~0ull);
+  const IngressPortMask all(~0ull), two(0x3);
   const Case cases[] = {
-      {"default",
-       sg(0x0A000001, 0xE0010203, 5),
-       {0x13, IngressPortMask(0x3)},
-       {0x00008008, 0x38028500, 0x3, 0x20000}},
-      {"legacy",
-       sg(0x0A000001, 0xE0010203, 5),
-       {0x13, IngressPortMask(0x3)},
-       {0x00008008, 0x38028500, 0x2000003, 0}},
+      {"default", sg(0x0A000001, 0xE0010203, 5), {0x13, two}, {0x8008, 0x38028500, 0x3, 0x20000}},
+      {"legacy", sg(0x0A000001, 0xE0010203, 5), {0x13, two}, {0x8008, 0x38028500, 0x2000003, 0}},
       // Every field full: ports 0..48 (49 bits) and the parity of 113 ones.
-      {"default",
-       sg(0xFFFFFFFF, 0xEFFFFFFF, 4095),
-       {0xFFFF, all},
-       {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0x3FFFF}},
+      {"default", sg(~0u, 0xEFFFFFFF, 4095), {0xFFFF, all}, {~0u, ~0u, ~0u, 0x3FFFF}},
       // Ports 0..24 on the legacy chip, valid and VLAN group 1: 27 ones, parity at bit 89.
       {"legacy", sg(0, 0xE0000000, 0), {1, all}, {0, 0x18000000, 0x3FFFFFF, 0}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.profile) + " " + c.key.toStrep());
-    SGOnChip s(c.profile);
+    SGOnChip s(sGTableFactory("sg"), c.profile);
     s.table().entryIs(c.key, c.result);
-    const CuckooLocation at = s.placed(c.key);
+    const CuckooLocation at = placed(s, c.key);
     const HwIndex row = s.conv().hwIndex(at);
     EXPECT_EQ(at.bucket, SGLayout::bucket(c.key, U8(at.tableId.value())));
     const U32 ctl = at.bucket | (U32(at.tableId.value()) << 14) | 0x220000u;
@@ -129,7 +114,7 @@ TEST(SGTable, HandWorkedRows) {
 // hardware holds three of them, in the three ways, told apart by the group word alone; a
 // warm restart with software empty adopts each with its whole group; a fourth has no place.
 TEST(SGTable, GroupsDifferingInTheTopNibbleShareEveryBucket) {
-  SGOnChip s;
+  SGOnChip s(sGTableFactory("sg"));
   const U32 nibbles[] = {0xE, 0xF, 0x1, 0x2};
   std::vector<MrouteKey> keys;
   for (U32 top : nibbles) keys.push_back(sg(0x0A000001, (top << 28) | 0x0123456, 7));
@@ -142,7 +127,7 @@ TEST(SGTable, GroupsDifferingInTheTopNibbleShareEveryBucket) {
   for (unsigned i = 0; i < 3; ++i) s.table().entryIs(keys[i], model[keys[i]] = SGResult(1, {}));
   EXPECT_FALSE(s.table().entryInsertable(keys[3]));
   std::set<U32> ways;
-  for (unsigned i = 0; i < 3; ++i) ways.insert(s.placed(keys[i]).tableId.value());
+  for (unsigned i = 0; i < 3; ++i) ways.insert(placed(s, keys[i]).tableId.value());
   EXPECT_EQ(ways.size(), 3u);
   const auto restarted = startTable(sGTableFactory("sg"), s.chip, StartMode::warm);
   EXPECT_EQ(restarted.writes, 0u);

@@ -2,8 +2,8 @@
 // Test helpers on the simulated chip: a chip of a built-in profile, a table started on it with a
 // ring trace of its own (cold, warm with software empty, or warm with software restored first as
 // an agent does), the same checks before and after warm restarts, the words a row holds, the
-// message of an expected exception, and values printed in their text form when an expectation
-// on them fails.
+// message of an expected exception, the lines a module traces, and values printed in their text
+// form when an expectation on them fails.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Fen/RingTrace.h"
+#include "Fen/Trace.h"
 #include "Fen/Value.h"
 #include "TarnSwitchApi/SwTable.h"
 #include "TarnSwitchTable/TarnTableRows.h"
@@ -49,6 +50,20 @@ Started<Table> startTable(Fen::Ptr<Table> table, const ChipPtr& chip, StartMode 
   return s;
 }
 
+// A table started cold on a fresh chip of a built-in profile.
+template <class Table>
+struct OnChip {
+  explicit OnChip(Fen::Ptr<Table> t, const std::string& profile = "default")
+      : chip(makeChip(profile)), started(startTable(std::move(t), chip, StartMode::cold)) {}
+  Table& table() const { return *started.table; }
+  auto& conv() const { return *started.table->profileConvertor(); }
+  // Rows written since the start.
+  Fen::U64 writes() const { return chip->writeCount() - started.writes; }
+
+  ChipPtr chip;
+  Started<Table> started;
+};
+
 // A new table of the same kind, started on `chip` as `how` says; `old` gives the entries kept.
 template <class Table>
 Started<Table> restartTable(const Fen::Ptr<Table>& fresh, const Table* old, const ChipPtr& chip,
@@ -57,6 +72,25 @@ Started<Table> restartTable(const Fen::Ptr<Table>& fresh, const Table* old, cons
     old->entry().forEachOrdered([&](const auto& k, const auto& r) { fresh->entryIs(k, r); });
   }
   return startTable(fresh, chip, how == Restart::cold ? StartMode::cold : StartMode::warm);
+}
+
+// The first `count` words the chip stores at `index` (missing words read 0, corruption marks
+// ignored); empty when the row is absent.
+inline Words rowWords(const TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::HwIndex index,
+                      unsigned count) {
+  const TarnSwitchApi::HwEntryConfig* row = table.storedEntry(index);
+  if (!row) return {};
+  Words out(count, 0);
+  for (unsigned i = 0; i < count && i < row->words(); ++i) out[i] = row->dataArray()[i];
+  return out;
+}
+
+// Writes `words` as row `index` of `table` behind the library's back.
+inline void plantRow(TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::HwIndex index,
+                     const Words& words) {
+  TarnSwitchApi::HwEntryConfig row(index);
+  row.dataArrayIs(words.data(), words.size());
+  table.entryIs(row);
 }
 
 // Fixture of the engines' behavioural suites: a table of Traits::Table started on a chip of
@@ -97,6 +131,25 @@ class TableFixture : public ::testing::Test {
     return out;
   }
 
+  // Whether every row of every copy holds `want(copy, row)` and, while the table is enabled, the
+  // convertor's check expects the same; names the first row that does not.
+  template <class Want>
+  ::testing::AssertionResult everyRowHolds(Want&& want) const {
+    for (const auto& c : conv().copies()) {
+      for (Fen::U64 i = c.lower; i <= c.upper; ++i) {
+        const Words w = want(c, HwIndex(i)), got = rowWords(*c.table, HwIndex(i), c.words);
+        Fen::U32 check[TarnSwitchApi::hwEntryMaxWords];
+        const Words expected(check, check + conv().expectedHwRow(c.id, HwIndex(i), check));
+        if (got != w || (conv().enabled() && expected != w))
+          return ::testing::AssertionFailure()
+                 << c.table->name() << " row " << i << " holds " << ::testing::PrintToString(got)
+                 << ", expected " << ::testing::PrintToString(w) << ", check expects "
+                 << ::testing::PrintToString(expected);
+      }
+    }
+    return ::testing::AssertionSuccess();
+  }
+
   // Runs `verify` now, after a warm restart with software kept and after one with software
   // empty; neither restart may write a row.
   void acrossWarmRestarts(const std::function<void()>& verify) {
@@ -113,25 +166,6 @@ class TableFixture : public ::testing::Test {
   Started<Table> started_;
 };
 
-// The first `count` words the chip stores at `index` (missing words read 0, corruption marks
-// ignored); empty when the row is absent.
-inline Words rowWords(const TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::HwIndex index,
-                      unsigned count) {
-  const TarnSwitchApi::HwEntryConfig* row = table.storedEntry(index);
-  if (!row) return {};
-  Words out(count, 0);
-  for (unsigned i = 0; i < count && i < row->words(); ++i) out[i] = row->dataArray()[i];
-  return out;
-}
-
-// Writes `words` as row `index` of `table` behind the library's back.
-inline void plantRow(TarnSwitchApi::HwTableConfig& table, TarnSwitchApi::HwIndex index,
-                     const Words& words) {
-  TarnSwitchApi::HwEntryConfig row(index);
-  row.dataArrayIs(words.data(), words.size());
-  table.entryIs(row);
-}
-
 // The message of the exception of type E that `f` raises, or "<no exception raised>".
 template <class E, class F>
 std::string thrownMessage(F&& f) {
@@ -141,6 +175,21 @@ std::string thrownMessage(F&& f) {
     return e.what();
   }
   return "<no exception raised>";
+}
+
+// The lines `module` traces at levels `from`..`to` while `f` runs; every module's trace is off
+// and the process-wide sink unset afterwards.
+template <class F>
+std::vector<std::string> tracedLines(const std::string& module, int from, int to, F&& f) {
+  std::vector<std::string> lines;
+  Fen::traceSinkIs([&](const char* m, int level, const std::string& text) {
+    if (m == module && level >= from) lines.push_back(text);
+  });
+  Fen::traceLevelIs(module, to);
+  f();
+  Fen::traceOffAll();
+  Fen::traceSinkIs(nullptr);
+  return lines;
 }
 
 }  // namespace TarnTest
