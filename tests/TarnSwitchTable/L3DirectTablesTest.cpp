@@ -315,6 +315,14 @@ TEST(L3DirectTables, TracesOfProgrammingAndReadBack) {
                for (HwIndex i = 0; i < 2048; ++i) lpm14.table->profileConvertor()->decodeHwEntry(i);
              }),
       (Lines{"Decoded valid entry is " + Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()}));
+  // The LPM tables also keep each programmed entry in the ring trace, the others do not.
+  const std::string programming = "Programming Entry ";
+  EXPECT_EQ(lpm11.table->ringTrace().count(programming + "Lpm11Entry({'valid': true"), 1u);
+  EXPECT_EQ(lpm14.table->ringTrace().count(programming +
+                                           Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()),
+            1u);
+  EXPECT_EQ(lag.table->ringTrace().count(programming + "L3LagEntry"), 0u);
+  EXPECT_EQ(sg.table->ringTrace().count(programming + "SGTableCuckooEntry"), 0u);
 }
 
 // A profile that gives a table no copy (a flood ARP table on one port: no egress processor; no
