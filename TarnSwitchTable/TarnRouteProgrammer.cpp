@@ -14,6 +14,8 @@ class StrideTableRef {
   virtual bool entryInsertable(const TarnSwitch::LpmKey& k) const = 0;
   virtual std::vector<TarnSwitch::LpmKey> keys() const = 0;
   virtual const char* tableName() const = 0;
+  // The entries the table's hardware can hold at most.
+  virtual std::size_t locationCount() const = 0;
 };
 
 namespace {
@@ -40,6 +42,9 @@ class StrideTableOf final : public StrideTableRef {
   }
   std::vector<TarnSwitch::LpmKey> keys() const override { return table_->entry().keys(); }
   const char* tableName() const override { return table_->fwkType(); }
+  std::size_t locationCount() const override {
+    return std::size_t(T::Layout::hashBuckets) * T::Layout::hashWays;
+  }
 
  private:
   Fen::Ptr<T> table_;
@@ -95,6 +100,10 @@ void RouteProgrammer::bind(const RouteTables& t) {
   lpm11_ = t.lpm11;
   stride_ = {strideRef(t.lpm14), strideRef(t.lpm17), strideRef(t.lpm20), strideRef(t.lpm23),
              strideRef(t.lpm26), strideRef(t.lpm29), strideRef(t.lpm32)};
+  // Room for a block per stride entry the tables can hold, so adding routes never regrows it.
+  std::size_t entries = 0;
+  for (const auto& s : stride_) entries += s->locationCount();
+  blocks_.reserve(entries);
 }
 
 void RouteProgrammer::refuse(U8 vrfId, const Lanx::Prefix& prefix,

@@ -67,12 +67,15 @@ void HashBaseTable::handleHashEntry(const HashEntryConstPtr& hashEntry) {
     handlePendingCuckooCmds();
     return;
   }
+  // The buckets are computed once for the look-up and the insert.
+  U32 hash[Keel::Cuckoo::maxWays];
+  cuckoo_->itemHashes(*hashEntry, hash);
   CuckooLocation location;
-  if (cuckoo_->lookupItem(hashEntry, &location)) {
+  if (cuckoo_->lookupItem(hashEntry, hash, &location)) {
     profileConvertor()->hwTableEntryIs(hashEntry, location);
     return;
   }
-  const bool success = cuckoo_->insertItem(hashEntry);
+  const bool success = cuckoo_->insertItem(hashEntry, hash);
   FEN_ASSERT(success);
   handlePendingCuckooCmds();
 }

@@ -35,10 +35,8 @@ U32 lpmStrideHash(const TarnSwitch::LpmKey& key, U8 way, U32 ipv4DipShift, U32 k
       (U32(key.vrfId) << (32 - ipv4DipShift)) | (key.prefix.address().value() >> ipv4DipShift);
   const U64 widened = (k & 0x80000000u) ? (U64(0xFFFFFFFFu) << 32) | k : U64(k);
   const U64 aligned = widened << (64 - keyWidth);
-  U8 buffer[9] = {};
-  for (U32 i = 0; i < (keyWidth + 7) / 8; ++i) buffer[i] = U8(aligned >> (56 - 8 * i));
-  if (crcLength == 12) return TarnSwitch::crc12Hash(buffer, way, keyWidth);
-  if (crcLength == 10) return TarnSwitch::crc10Hash(buffer, way, keyWidth);
+  if (crcLength == 12) return TarnSwitch::crc12Hash64(aligned, way, keyWidth);
+  if (crcLength == 10) return TarnSwitch::crc10Hash64(aligned, way, keyWidth);
   FEN_TRACE(lpmBaseTrace, 0, "Unsupported crc length " << crcLength);
   FEN_ASSERT(crcLength == 10 || crcLength == 12);
   return 0;

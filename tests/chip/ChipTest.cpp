@@ -200,4 +200,14 @@ TEST(CrcHashTest, CheckValuesWaySeedsAndBitOrder) {
     EXPECT_EQ(c.fn(shifted, 1, 12), c.fn(aligned, 1, 16));
     for (U8 way = 0; way < 10; ++way) EXPECT_LT(c.fn(digits, way, 72), 1u << c.width);
   }
+  // The forms over a 64-bit number hash its bits as the byte forms hash its big-endian bytes.
+  const U64 message = 0x3132333435363738ull;  // "12345678"
+  for (U32 bits : {0u, 1u, 13u, 41u, 63u, 64u}) {
+    for (U8 way : {0, 1, 2, 4}) {
+      EXPECT_EQ(TarnSwitch::crc10Hash64(message, way, bits),
+                TarnSwitch::crc10Hash(digits, way, bits));
+      EXPECT_EQ(TarnSwitch::crc12Hash64(message, way, bits),
+                TarnSwitch::crc12Hash(digits, way, bits));
+    }
+  }
 }

@@ -1,10 +1,13 @@
 #include "TarnSwitch/CrcHash.h"
 
+#include "Fen/Assert.h"
+
 namespace TarnSwitch {
 namespace {
 
 using Fen::U16;
 using Fen::U32;
+using Fen::U64;
 using Fen::U8;
 
 // One CRC width: the polynomials of ways 0, 1 and 2 (without their top bit) and, per way, the
@@ -37,6 +40,18 @@ class Crc {
     for (; i < bits; ++i) reg = shift(reg, (bytes[i / 8] >> (7 - i % 8)) & 1u, poly);
     return reg;
   }
+  U32 hash(U64 message, U8 way, U32 bits) const {
+    FEN_ASSERT(bits <= 64);
+    const U32 poly = polys_[way % 3];
+    const U16* table = table_[way % 3];
+    U32 reg = (U32(way) / 3) & mask_;
+    U32 i = 0;
+    for (; i + 8 <= bits; i += 8, message <<= 8) {
+      reg = ((reg << 8) & mask_) ^ table[((reg >> (width_ - 8)) ^ U32(message >> 56)) & 0xFFu];
+    }
+    for (; i < bits; ++i, message <<= 1) reg = shift(reg, U32(message >> 63), poly);
+    return reg;
+  }
 
  private:
   // Shifts one message bit into the register's top and reduces.
@@ -65,6 +80,12 @@ U32 crc12Hash(const U8* bytes, U8 way, U32 bits) {
 }
 U32 crc13Hash(const U8* bytes, U8 way, U32 bits) {
   return crc13.hash(bytes, way, bits);
+}
+U32 crc10Hash64(U64 message, U8 way, U32 bits) {
+  return crc10.hash(message, way, bits);
+}
+U32 crc12Hash64(U64 message, U8 way, U32 bits) {
+  return crc12.hash(message, way, bits);
 }
 
 }  // namespace TarnSwitch

@@ -192,14 +192,24 @@ U32 HashTable::searchFreeSlot(const U32* hash) const {
   return noSlot;
 }
 
+U32 HashTable::freeSlotFor(const U32* hash) const {
+  LastSearch& last = lastSearch_;
+  if (last.changes == changes_ && std::equal(hash, hash + ways_, last.hash)) return last.slot;
+  last.slot = searchFreeSlot(hash);
+  last.changes = changes_;
+  std::copy(hash, hash + ways_, last.hash);
+  return last.slot;
+}
+
 bool HashTable::insertable(const HashItemConstPtr& item) const {
   U32 hash[maxWays];
   itemHashes(*item, hash);
-  return findSlot(item, hash) != noSlot || searchFreeSlot(hash) != noSlot;
+  return findSlot(item, hash) != noSlot || freeSlotFor(hash) != noSlot;
 }
 
 void HashTable::place(U32 slot, const HashItemConstPtr& item, const U32* hash) {
   Slot& s = slots_[slot];
+  ++changes_;
   HashItemConstPtr old = s.item;
   s.item = item;
   std::copy(hash, hash + ways_, s.hash);
@@ -209,12 +219,16 @@ void HashTable::place(U32 slot, const HashItemConstPtr& item, const U32* hash) {
 bool HashTable::insertItem(const HashItemConstPtr& item) {
   U32 hash[maxWays];
   itemHashes(*item, hash);
+  return insertItem(item, hash);
+}
+
+bool HashTable::insertItem(const HashItemConstPtr& item, const U32* hash) {
   const U32 present = findSlot(item, hash);
   if (present != noSlot) {
     place(present, item, hash);
     return true;
   }
-  U32 slot = searchFreeSlot(hash);
+  U32 slot = freeSlotFor(hash);
   if (slot == noSlot) return false;
   // Walk back from the free end: each resident is copied into its new slot before the slot it
   // leaves is overwritten by the next one along the chain.
@@ -235,6 +249,7 @@ bool HashTable::deleteItem(const HashItemConstPtr& item) {
   if (s == noSlot) return false;
   HashItemConstPtr old = slots_[s].item;
   slots_[s].item = nullptr;
+  ++changes_;
   status_->cmdIs(locationOf(s), nullptr, old);
   --itemCount_;
   return true;
@@ -256,6 +271,7 @@ Fen::Ptr<Command> HashTable::setItemAtLocation(const HashItemConstPtr& item,
   edit_->oldItem_ = slots_[s].item;
   if (edit_->oldItem_) --itemCount_;
   if (item) ++itemCount_;
+  ++changes_;
   slots_[s].item = item;
   std::copy(hash, hash + ways_, slots_[s].hash);
   return edit_;

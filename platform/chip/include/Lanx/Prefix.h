@@ -44,8 +44,8 @@ struct ValueTraits<Lanx::Prefix> {
   // "a.b.c.d/len"; a missing length is refused quoting the input, a bad length or host bits
   // raise the range exception.
   static Lanx::Prefix parse(TextReader& in);
-  static U32 hash(U32 seed, Lanx::Prefix v) {
-    return hashMix(seed, (U64(v.address().value()) << 8) | v.len(), 5);
-  }
+  static U32 hash(U32 seed, Lanx::Prefix v) { return hashMix(seed, keyBits(v), 5); }
+  // Address and length side by side, as keyed collections hash a prefix.
+  static U64 keyBits(Lanx::Prefix v) { return (U64(v.address().value()) << 8) | v.len(); }
 };
 }  // namespace Fen

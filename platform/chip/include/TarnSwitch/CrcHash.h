@@ -10,5 +10,9 @@ namespace TarnSwitch {
 Fen::U32 crc10Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
 Fen::U32 crc12Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
 Fen::U32 crc13Hash(const Fen::U8* bytes, Fen::U8 way, Fen::U32 bits);
+// The same over the first `bits` (at most 64) bits of `message`, most significant bit first:
+// keys that fit a 64-bit number are hashed without laying them out as bytes.
+Fen::U32 crc10Hash64(Fen::U64 message, Fen::U8 way, Fen::U32 bits);
+Fen::U32 crc12Hash64(Fen::U64 message, Fen::U8 way, Fen::U32 bits);
 
 }  // namespace TarnSwitch

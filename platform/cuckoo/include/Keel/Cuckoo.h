@@ -143,6 +143,8 @@ class HashTable : public Fen::PtrInterface {
   // Places the item, moving residents when its buckets are full; false (and nothing changed)
   // when no placement of all items exists. An item already present is replaced in place.
   bool insertItem(const HashItemConstPtr& item);
+  // The same with the item's bucket of every way already computed (itemHashes).
+  bool insertItem(const HashItemConstPtr& item, const U32* hash);
   // Empties the item's location; false when the item is absent.
   bool deleteItem(const HashItemConstPtr& item);
   // Where the item is (one probe per way), or false.
@@ -151,7 +153,8 @@ class HashTable : public Fen::PtrInterface {
   bool lookupItem(const HashItemConstPtr& item, const U32* hash, CuckooLocation* location) const;
   // The item's bucket in every way, into hash[0 .. ways-1].
   void itemHashes(const HashItem& item, U32* hash) const;
-  // Whether insertItem would succeed now, without changing anything.
+  // Whether insertItem would succeed now, without changing anything. The search is kept until
+  // the table changes, so an insert of the same buckets right after it does not search again.
   bool insertable(const HashItemConstPtr& item) const;
   // Puts the item at exactly `location` without queueing anything (the location already holds
   // it in hardware); the returned command's oldItem() is the previous occupant.
@@ -188,6 +191,9 @@ class HashTable : public Fen::PtrInterface {
   // Breadth-first search from the item's candidates for the nearest free slot; fills parent_.
   U32 searchFreeSlot(const U32* hash) const;
   bool visit(U32 slot, U32 from, U32& tail) const;
+  // searchFreeSlot, or the result of the last search when it was for the same buckets and the
+  // table has not changed since (parent_ still holds its paths).
+  U32 freeSlotFor(const U32* hash) const;
   void place(U32 slot, const HashItemConstPtr& item, const U32* hash);
 
   Fen::Ptr<Config> config_;
@@ -202,7 +208,15 @@ class HashTable : public Fen::PtrInterface {
   mutable std::vector<U32> parent_;
   mutable std::vector<U32> queue_;
   mutable U32 epoch_ = 0;
-  Fen::Ptr<Command> edit_;  // the command setItemAtLocation returns, reused
+  // The last search: its buckets, its result, and the table's change count when it ran.
+  struct LastSearch {
+    U32 hash[maxWays] = {};
+    U32 slot = noSlot;
+    unsigned long long changes = ~0ull;
+  };
+  mutable LastSearch lastSearch_;
+  unsigned long long changes_ = 0;  // placements and removals since the table was made
+  Fen::Ptr<Command> edit_;          // the command setItemAtLocation returns, reused
 };
 
 }  // namespace Keel::Cuckoo

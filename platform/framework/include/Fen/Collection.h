@@ -24,16 +24,24 @@ template <class T, class = void>
 struct IsRangedKey : std::false_type {};
 template <class T>
 struct IsRangedKey<T, std::void_t<typename T::RepType>> : std::true_type {};
+// Types whose ValueTraits give their bits as one number (ValueTraits<T>::keyBits).
+template <class T, class = void>
+struct HasTraitsKeyBits : std::false_type {};
+template <class T>
+struct HasTraitsKeyBits<T, std::void_t<decltype(ValueTraits<T>::keyBits(std::declval<T>()))>>
+    : std::true_type {};
 
-// The bits of a key that its collection hashes: integers and ranged integers by value, value
-// types field by field, anything else through its ValueTraits hash. Cheap on purpose: a
-// look-up pays for it every time.
+// The bits of a key that its collection hashes: integers and ranged integers by value, types
+// whose ValueTraits have keyBits by those, value types field by field, anything else through
+// its ValueTraits hash. Cheap on purpose: a look-up pays for it every time.
 template <class T>
 U64 keyBits(const T& v) {
   if constexpr (std::is_integral_v<T>) {
     return static_cast<U64>(v);
   } else if constexpr (IsRangedKey<T>::value) {
     return static_cast<U64>(v.value());
+  } else if constexpr (HasTraitsKeyBits<T>::value) {
+    return ValueTraits<T>::keyBits(v);
   } else if constexpr (IsValue<T>::value) {
     // Fields that fit 64 bits together are packed side by side (no multiply on the way);
     // wider keys fold each field in.
