@@ -289,9 +289,15 @@ class Layer2Convertor : public DescribedConvertor<Layer2Convertor<Desc>, RowConv
       disagree = disagree || !heldEquals(c, words, want);
     }
     if (!read) {
-      // No copy could be read (rows lost to corrupted reads): flagged, so the end of the start
-      // writes them from software.
-      if (missing) table().hwInconsistentEntryIs(k, true);
+      // No copy could be read (rows lost to corrupted reads). A table kept in several copies
+      // flags the key, so the end of the start writes it from software; a table of one copy
+      // never flags a key (it has no copies to disagree) and writes it from software at once.
+      if (!missing) return;
+      if (copies().size() > 1) {
+        table().hwInconsistentEntryIs(k, true);
+      } else {
+        rewriteFromSoftware(k);
+      }
       return;
     }
     if (disagree || missing) table().hwInconsistentEntryIs(k, true);
