@@ -51,9 +51,9 @@ class DescribedEntry : public Base {
 
   const char* fwkType() const override { return Desc::entryName; }
   std::string toStrep() const override { return item().toStrep(); }
-  Item item() const { return Item{this->valid, key, result}; }
+  Item item() const { return Item{this->valid(), key, result}; }
   void itemIs(const Item& i) {
-    this->valid = i.valid;
+    this->validIs(i.valid);
     key = i.key;
     result = i.result;
   }

@@ -24,6 +24,7 @@
 #include <optional>
 #include <string>
 
+#include "Fen/Assert.h"
 #include "Fen/Ptr.h"
 #include "TarnSwitchApi/SwTable.h"
 #include "TarnSwitchTable/TarnTableDescribed.h"
@@ -43,9 +44,13 @@ class DirectBaseEntry : public Fen::PtrInterface {
  public:
   const char* fwkType() const override { return "TarnSwitchTable::DirectBaseEntry"; }
   // False for a null row: one that must read as empty in hardware.
-  bool valid = false;
+  bool valid() const { return valid_; }
+  void validIs(bool v) { valid_ = v; }
   // Text form of the entry (key and result fields after `valid`).
   virtual std::string toStrep() const = 0;
+
+ private:
+  bool valid_ = false;
 };
 
 // Text form of an entry handle, or "NULL" when absent.
@@ -208,7 +213,10 @@ class DirectTable
   bool entryHasByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
     return this->entry(cast(item).key) != nullptr;
   }
+  // Adopts a row read back; only a valid item holds an entry, anything else is a programming
+  // error that stops the process.
   void entryIsByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) override {
+    FEN_ASSERT(item->valid());
     this->entryIs(cast(item).key, cast(item).result);
   }
   bool entryEqualByDirectItem(const Fen::PtrConst<DirectBaseEntry>& item) const override {
@@ -359,7 +367,7 @@ class DirectConvertor
   }
   void setHwBuffer(const Fen::PtrConst<DirectBaseEntry>& e, U32* buffer) override {
     const Entry& entry = static_cast<const Entry&>(*e);
-    Codec::encode(*layout_, entry.key, entry.valid ? &entry.result : nullptr,
+    Codec::encode(*layout_, entry.key, entry.valid() ? &entry.result : nullptr,
                   layout_->hwIndexFromKey(entry.key), copies().front().encoding, buffer);
   }
   Fen::Ptr<DirectBaseEntry> nullDirectEntry(HwIndex index) const override {

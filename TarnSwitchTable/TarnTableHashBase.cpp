@@ -60,7 +60,7 @@ void HashBaseTable::handleHashEntry(const HashEntryConstPtr& hashEntry) {
             "void TarnSwitchTable::HashBaseTable::handleHashEntry("
             "Fen::PtrConst<TarnSwitchTable::HashBaseCuckooEntry>) "
                 << hashEntry->toStrep());
-  if (!hashEntry->valid) {
+  if (!hashEntry->valid()) {
     const bool success = cuckoo_->deleteItem(hashEntry);
     FEN_ASSERT(success);
     hashItemDelFromHashItem(hashEntry);

@@ -42,7 +42,11 @@ class HashBaseCuckooEntry : public Keel::Cuckoo::HashItem {
  public:
   const char* fwkType() const override { return "TarnSwitchTable::HashBaseCuckooEntry"; }
   // False for a null entry: the encoding of an empty location, or a deleted key.
-  bool valid = false;
+  bool valid() const { return valid_; }
+  void validIs(bool v) { valid_ = v; }
+
+ private:
+  bool valid_ = false;
 };
 using HashEntryPtr = Fen::Ptr<HashBaseCuckooEntry>;
 using HashEntryConstPtr = Fen::PtrConst<HashBaseCuckooEntry>;
@@ -291,12 +295,12 @@ class HashTable : public HashBaseTable,
                               << Key::fenTypeName << "&) " << k.toStrep());
     Fen::Ptr<Entry> item = owned ? Fen::Ptr<Entry>(owned) : newItem();
     item->key = k;
-    item->valid = r != nullptr;
+    item->validIs(r != nullptr);
     if (r) item->result = *r;
     if (!owned) items_.set(k, item);
     FEN_TRACE(trace, 8, Texts::programming << item->toStrep());
     if constexpr (ProgrammingInRing<Desc>::value)
-      this->ringTrace().write(Texts::programming, Item{item->valid, k, item->result});
+      this->ringTrace().write(Texts::programming, Item{item->valid(), k, item->result});
     handleHashEntry(item);
   }
   static const Entry& cast(const HashEntryConstPtr& item) {

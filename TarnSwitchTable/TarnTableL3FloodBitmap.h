@@ -47,7 +47,7 @@ struct L3FloodBitmapLayout {
   static constexpr StaticWord staticWords[] = {{2, 0xFFFFFFFFu}};
 
   // A profile whose mask and parity would not fit words 0 and 1 (more than 63 ports, counted
-  // modulo 256), or without an ingress pipeline, raises the range exception.
+  // modulo 256) raises the range exception; one without an ingress pipeline gives no copy.
   explicit L3FloodBitmapLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const { declareL3IngressCopies(hw, pipelines, lastRow); }
 

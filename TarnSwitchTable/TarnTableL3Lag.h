@@ -52,7 +52,7 @@ struct L3LagLayout {
   static constexpr StaticWord staticWords[] = {{2, 0xFFFFFFFFu}};
 
   // A profile whose port mask, priority and parity bits would not fit words 0 and 1 (more than
-  // 61 ports), or without an ingress pipeline, raises the range exception.
+  // 61 ports) raises the range exception; one without an ingress pipeline gives no copy.
   explicit L3LagLayout(const TarnSwitch::ChipProfile& profile);
   void declare(const HwTables& hw) const { declareL3IngressCopies(hw, pipelines, lastRow); }
 

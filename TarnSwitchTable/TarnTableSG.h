@@ -69,8 +69,9 @@ struct SGLayout {
            (U64(key.qualifier.value()) << 47);
   }
 
-  // A profile whose port mask and parity would not fit words 2 and 3 (more than 62 ports), or
-  // without a layer-3 processor (two ingress pipelines each), raises the range exception.
+  // A profile whose port mask and parity would not fit words 2 and 3 (more than 62 ports) raises
+  // the range exception; one without a layer-3 processor (fewer than two ingress pipelines)
+  // gives no copy.
   explicit SGLayout(const TarnSwitch::ChipProfile& profile);
   // Per layer-3 processor i: rows 0..24575 through "ingress/processor_l3[i]/hash_data0".."3" and
   // "hash_ctl" (words 0..4).

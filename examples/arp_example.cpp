@@ -15,7 +15,7 @@ void printRows(ArpTable& arp) {
   std::printf("rows of %s holding an entry:\n", table.name().c_str());
   for (HwIndex i = table.lower(); i <= table.upper(); ++i) {
     Fen::Ptr<DirectBaseEntry> entry = convertor.decodeHwEntry(i);
-    if (!entry->valid) continue;
+    if (!entry->valid()) continue;
     const HwEntryConfig& row = *table.storedEntry(i);
     std::printf("  HwIndex %4u:", i);
     for (unsigned w = 0; w < row.words(); ++w) std::printf(" 0x%08x", row.dataArray()[w]);

@@ -240,6 +240,23 @@ TEST(L3DirectTables, RangeMessagesOfKeysAndValuesReadBack) {
   }
 }
 
+// Adopting a read-back item that holds no entry is a programming error: the process stops on
+// the expression, in each of the three tables.
+TEST(L3DirectTablesDeathTest, AdoptingAnItemWithoutAnEntryStops) {
+  const ChipPtr chip = makeChip();
+  auto lag = startTable(l3LagTableFactory("l3lag"), chip, StartMode::cold);
+  auto bitmap = startTable(l3FloodBitmapTableFactory("l3floodbitmap"), chip, StartMode::cold);
+  auto arp = startTable(l3FloodArpTableFactory("l3floodarp"), chip, StartMode::cold);
+  const std::function<void()> adoptions[] = {
+      [&] { lag.table->entryIsByDirectItem(lag.table->profileConvertor()->nullDirectEntry(5)); },
+      [&] {
+        bitmap.table->entryIsByDirectItem(bitmap.table->profileConvertor()->nullDirectEntry(127));
+      },
+      [&] { arp.table->entryIsByDirectItem(arp.table->profileConvertor()->nullDirectEntry(0)); },
+  };
+  for (const auto& adopt : adoptions) EXPECT_DEATH(adopt(), "item->valid\\(\\)");
+}
+
 // The lines `module` traces at `level` and below while `f` runs that begin with `prefix`.
 template <class F>
 std::vector<std::string> traced(const char* module, int level, const std::string& prefix, F&& f) {
