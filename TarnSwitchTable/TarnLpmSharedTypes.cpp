@@ -27,25 +27,6 @@ const LagValues& lagValuesOf(const TarnSwitch::ProfileHwApi& hwApi) {
   return hwApi < TarnSwitch::ProfileHwApi{4, 1} ? oldLagValues : newLagValues;
 }
 
-// The next-hop code of a cell (bits 0..5).
-U32 nexthopCode(const TarnSwitch::NexthopIndexes& nexthop, const LagValues& lagValues) {
-  const U8 l3LagIndex = nexthop.l3LagIndex.value();
-  const U8 type = nexthop.rewriteType.value();
-  if (l3LagIndex == 56) return lagValues.lag56;
-  if (type == TarnSwitch::rewriteTypeLag) {
-    if (l3LagIndex == TarnSwitch::l3LagIndexNull) return nullCode;
-    FEN_ASSERT(l3LagIndex <= lagValues.maxValidIndex);
-    return l3LagIndex;
-  }
-  if (type == TarnSwitch::rewriteTypeArp) {
-    LPM_ASSERT(l3LagIndex == TarnSwitch::l3LagIndexNull,
-               "l3LagIndex == TarnSwitch::L3LagIndex::null()");
-    return nexthop.rewriteIndex < 64 ? lagValues.rewriteLow : lagValues.rewriteHigh;
-  }
-  std::fprintf(stderr, "Unhandled rewriteIndex value %u\n", unsigned(type));
-  LPM_FAIL("false");
-}
-
 }  // namespace
 
 const std::string& EntryCellIndexTag::message() {
@@ -58,17 +39,39 @@ const std::string& MaskLengthTag::message() {
   return m;
 }
 
-const char* EntryCellResult::nexthopFault() const {
-  const U8 type = nexthopIndexes.rewriteType.value();
-  const U8 lag = nexthopIndexes.l3LagIndex.value();
-  if (lag == 56 || type == TarnSwitch::rewriteTypeLag) return nullptr;
-  if (type != TarnSwitch::rewriteTypeArp) return "rewriteType == 0 || rewriteType == 1";
-  return lag == TarnSwitch::l3LagIndexNull ? nullptr
-                                           : "l3LagIndex == TarnSwitch::L3LagIndex::null()";
-}
-
+// The cell word: the next-hop code in bits 0..5, the rewrite index modulo 64 in bits 6..11 and
+// the ACL bit at 12, or at 13 where the row keeps bit 12 for a valid bit of its own. The code is
+// the LAG index (0..55), or the level's code for LAG 56 (whatever the rewrite type), for no LAG
+// (63) and for an ARP rewrite of a low (0..63) or high (64 and up) index. A next hop without a
+// code stops the process here, in this function, with the expression that broke; tools ask
+// nexthopFault() first.
 U32 EntryCellResult::hwEncoding(bool hasEnabledBit, const TarnSwitch::ProfileHwApi& hwApi) const {
-  const U32 code = nexthopCode(nexthopIndexes, lagValuesOf(hwApi));
+  const LagValues& lagValues = lagValuesOf(hwApi);
+  const U8 l3LagIndex = nexthopIndexes.l3LagIndex.value();
+  const U8 type = nexthopIndexes.rewriteType.value();
+  U32 code = nullCode;
+  if (l3LagIndex == 56) {
+    code = lagValues.lag56;
+  } else if (type == TarnSwitch::rewriteTypeLag) {
+    if (l3LagIndex != TarnSwitch::l3LagIndexNull) {
+      FEN_ASSERT(l3LagIndex <= lagValues.maxValidIndex);
+      code = l3LagIndex;
+    }
+  } else if (type == TarnSwitch::rewriteTypeArp) {
+    // An ARP rewrite names no aggregate.
+    const bool lagNull = l3LagIndex == TarnSwitch::l3LagIndexNull;
+    LPM_ASSERT(lagNull, "l3LagIndex == TarnSwitch::L3LagIndex::null()");
+    // Indexes 0..63 take the low code, 64 and up the high one, while bits 6..11 carry the index
+    // modulo 64: bit 6 of the index travels in the choice of code (an index of 128 or more is
+    // written modulo 64 under the high code).
+    code = nexthopIndexes.rewriteIndex < 64 ? lagValues.rewriteLow : lagValues.rewriteHigh;
+  } else {
+    // Rewrite types other than 0 (LAG) and 1 (ARP) have no code: a caller offering one has a
+    // programming error, which stops the process once the type is printed to the assertion's
+    // stream.
+    std::fprintf(stderr, "Unhandled rewriteIndex value %u\n", unsigned(type));
+    LPM_FAIL("false");
+  }
   const U32 acl = aclInfo.value() != maskLengthNull ? 1u : 0u;
   return code | (U32(nexthopIndexes.rewriteIndex % 64u) << 6) | (acl << (hasEnabledBit ? 13 : 12));
 }
@@ -89,6 +92,15 @@ EntryCellResult EntryCellResult::fromHwEncoding(U32 encoding, U32, bool,
     n = TarnSwitch::NexthopIndexes(TarnSwitch::L3LagIndex(code), TarnSwitch::rewriteTypeLag, index);
   }
   return cell;
+}
+
+const char* EntryCellResult::nexthopFault() const {
+  const U8 type = nexthopIndexes.rewriteType.value();
+  const U8 lag = nexthopIndexes.l3LagIndex.value();
+  if (lag == 56 || type == TarnSwitch::rewriteTypeLag) return nullptr;
+  if (type != TarnSwitch::rewriteTypeArp) return "rewriteType == 0 || rewriteType == 1";
+  return lag == TarnSwitch::l3LagIndexNull ? nullptr
+                                           : "l3LagIndex == TarnSwitch::L3LagIndex::null()";
 }
 
 const EntryCellResult& LpmResult::cellResult(EntryCellIndex index) const {

@@ -114,6 +114,19 @@ void initRows(Conv& c, bool resetHw) {
   }
 }
 
+// The words of row `index` decoded into `item` (the row's empty item), traced to the table's
+// module at level 7 as every decode is, the read-back after a restart included; true when the row
+// holds an entry.
+template <class Conv>
+bool decodeRowWords(Conv& c, HwIndex index, const U32* words, typename Conv::Item& item) {
+  const bool valid = c.decodeItem(index, words, item);
+  using Decoded = typename Conv::Item::Decoded;
+  if (valid || !Decoded::validOnly) {
+    FEN_TRACE(c.table().moduleTrace(), 7, Decoded::value << item.toStrep());
+  }
+  return valid;
+}
+
 // Marks the key inconsistent when a copy other than `primary` does not hold what it should for
 // the entry read back from `primary`.
 template <class Conv>
@@ -140,7 +153,8 @@ void syncRow(Conv& c, HwIndex row, bool enabled) {
   U32 words[hwEntryMaxWords];
   c.readRow(*primary, row, words);
   typename Conv::Item item;
-  if (!c.decodeItem(row, words, item)) return;
+  c.nullItem(row, item);
+  if (!decodeRowWords(c, row, words, item)) return;
   FEN_TRACE(c.trace(), 8, "index: " << row << Conv::itemLabel << item.toStrep());
   if (!c.syncPlace(row, item)) return;
   flagDisagreeingCopies(c, item, row, *primary);
@@ -237,11 +251,7 @@ typename Conv::Item decodeRowItem(Conv& c, HwTableId id, HwIndex index) {
   c.nullItem(index, item);
   U32 words[hwEntryMaxWords];
   c.readRow(c.copyChecked(id), index, words);
-  c.decodeItem(index, words, item);
-  using Decoded = typename Conv::Item::Decoded;
-  if (item.valid || !Decoded::validOnly) {
-    FEN_TRACE(c.table().moduleTrace(), 7, Decoded::value << item.toStrep());
-  }
+  decodeRowWords(c, index, words, item);
   return item;
 }
 

@@ -326,12 +326,18 @@ TEST(L3DirectTables, TracesOfProgrammingAndReadBack) {
       traced("TarnTableLpmTables", 8, "void", [&] { lpm14.table->entryIs(key14, LpmResult()); }),
       Lines{"void TarnSwitchTable::LpmBaseTable::handleEntry(const TarnSwitch::LpmKey&) "
             "Value('TarnSwitch::LpmKey', ** {'vrfId': 0, 'prefix': 10.0.0.0/12})"});
-  EXPECT_EQ(
-      traced("TarnTableLpmTables", 7, "Decoded",
-             [&] {
-               for (HwIndex i = 0; i < 2048; ++i) lpm14.table->profileConvertor()->decodeHwEntry(i);
-             }),
-      (Lines{"Decoded valid entry is " + Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()}));
+  // Read back row by row, and by a warm restart of a new table on the same chip.
+  const Lines decoded14{"Decoded valid entry is " +
+                        Lpm14TableCuckooEntry::Item{true, key14, {}}.toStrep()};
+  EXPECT_EQ(traced("TarnTableLpmTables", 7, "Decoded",
+                   [&] {
+                     for (HwIndex i = 0; i < 2048; ++i)
+                       lpm14.table->profileConvertor()->decodeHwEntry(i);
+                   }),
+            decoded14);
+  EXPECT_EQ(traced("TarnTableLpmTables", 7, "Decoded",
+                   [&] { startTable(Lpm14TableIs("lpm14"), chip, StartMode::warm); }),
+            decoded14);
   // The LPM tables also keep each programmed entry in the ring trace, the others do not.
   const std::string programming = "Programming Entry ";
   EXPECT_EQ(lpm11.table->ringTrace().count(programming + "Lpm11Entry({'valid': true"), 1u);

@@ -110,11 +110,25 @@ TEST(LpmCellEncodingTest, EveryEncodableCellRoundTrips) {
   }
 }
 
+// Each unencodable next hop stops the process in hwEncoding itself, at the line of its
+// assertion, with the broken expression.
 TEST(LpmCellEncodingDeathTest, UnencodableNextHopsStopTheProcess) {
-  EXPECT_DEATH(cell(3, 1, 0).hwEncoding(false, newLevel),
-               "Assertion `l3LagIndex == TarnSwitch::L3LagIndex::null\\(\\)' failed");
-  EXPECT_DEATH(cell(57, 2, 0).hwEncoding(true, oldLevel),
-               "Unhandled rewriteIndex value 2\n.*Assertion `false' failed");
+  struct Row {
+    EntryCellResult c;
+    ProfileHwApi level;
+    std::string printed;
+  };
+  const std::string in =
+      ": [^\n]*TarnSwitchTable::EntryCellResult::hwEncoding\\(bool, const "
+      "TarnSwitch::ProfileHwApi&\\) const: Assertion ";
+  const Row rows[] = {
+      {cell(3, 1, 0), newLevel,
+       "TarnLpmSharedTypes.cpp:63" + in +
+           "`l3LagIndex == TarnSwitch::L3LagIndex::null\\(\\)' failed"},
+      {cell(57, 2, 0), oldLevel,
+       "Unhandled rewriteIndex value 2\n[^\n]*TarnLpmSharedTypes.cpp:73" + in + "`false' failed"},
+  };
+  for (const Row& r : rows) EXPECT_DEATH(r.c.hwEncoding(true, r.level), r.printed);
   EXPECT_DEATH(LpmResult::fromText("Value('TarnSwitchTable::LpmResult', ** {})"),
                "Assertion `No String constructor for LpmResult - has collection' failed");
 }
