@@ -43,8 +43,7 @@ const std::string& MaskLengthTag::message() {
 // the ACL bit at 12, or at 13 where the row keeps bit 12 for a valid bit of its own. The code is
 // the LAG index (0..55), or the level's code for LAG 56 (whatever the rewrite type), for no LAG
 // (63) and for an ARP rewrite of a low (0..63) or high (64 and up) index. A next hop without a
-// code stops the process here, in this function, with the expression that broke; tools ask
-// nexthopFault() first.
+// code stops the process with the expression that broke; tools ask nexthopFault() first.
 U32 EntryCellResult::hwEncoding(bool hasEnabledBit, const TarnSwitch::ProfileHwApi& hwApi) const {
   const LagValues& lagValues = lagValuesOf(hwApi);
   const U8 l3LagIndex = nexthopIndexes.l3LagIndex.value();
@@ -58,17 +57,12 @@ U32 EntryCellResult::hwEncoding(bool hasEnabledBit, const TarnSwitch::ProfileHwA
       code = l3LagIndex;
     }
   } else if (type == TarnSwitch::rewriteTypeArp) {
-    // An ARP rewrite names no aggregate.
-    const bool lagNull = l3LagIndex == TarnSwitch::l3LagIndexNull;
-    LPM_ASSERT(lagNull, "l3LagIndex == TarnSwitch::L3LagIndex::null()");
-    // Indexes 0..63 take the low code, 64 and up the high one, while bits 6..11 carry the index
-    // modulo 64: bit 6 of the index travels in the choice of code (an index of 128 or more is
-    // written modulo 64 under the high code).
+    LPM_ASSERT(l3LagIndex == TarnSwitch::l3LagIndexNull,
+               "l3LagIndex == TarnSwitch::L3LagIndex::null()");
+    // Bit 6 of the index travels in the choice of code; bits 6..11 carry it modulo 64.
     code = nexthopIndexes.rewriteIndex < 64 ? lagValues.rewriteLow : lagValues.rewriteHigh;
   } else {
-    // Rewrite types other than 0 (LAG) and 1 (ARP) have no code: a caller offering one has a
-    // programming error, which stops the process once the type is printed to the assertion's
-    // stream.
+    // Rewrite types other than 0 (LAG) and 1 (ARP) have no code: a programming error.
     std::fprintf(stderr, "Unhandled rewriteIndex value %u\n", unsigned(type));
     LPM_FAIL("false");
   }
