@@ -62,7 +62,10 @@ class TarnctlTest : public ::testing::Test {
   std::string dir_ = "/tmp/tarnctl-test-XXXXXX";
 };
 
-// The text form of the entry (egressPort 3, rewriteIndex 5) -> (00:11:22:33:44:55, VLAN 10).
+// The entry (egressPort 3, rewriteIndex 5) -> (00:11:22:33:44:55, VLAN 10): its fields and its
+// script line, then its text form.
+const std::string e3Fields = "arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10";
+const std::string e3 = "set " + e3Fields + "\n";
 const std::string arpText =
     "Value('TarnSwitchTable::ArpKey', ** {'egressPort': 3, 'rewriteIndex': 5}) "
     "Value('TarnSwitchTable::ArpResult', ** {'ethAddr': 00:11:22:33:44:55, 'vlanId': 10})";
@@ -72,10 +75,9 @@ const std::string arpText =
 TEST_F(TarnctlTest, DemoShowsWritesWithRegistersAndAWarmRestartThatRepairsOneRow) {
   const std::string out = ok("run --tables arp");
   EXPECT_TRUE(has(out, "cold-started on a simulated 'default' chip (48 ports): 3072 rows written"));
-  EXPECT_TRUE(has(out,
-                  "> set arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10\n"
-                  "  write arp.Arp HwIndex 197\n"
-                  "    word 0 0x00112233 -> egress/processor[1]/lum_data\n"));
+  EXPECT_TRUE(has(out, "> " + e3 +
+                           "  write arp.Arp HwIndex 197\n"
+                           "    word 0 0x00112233 -> egress/processor[1]/lum_data\n"));
   EXPECT_TRUE(has(out,
                   "    word 3 0x000060b0 -> egress/processor[1]/lum_ctl_addr_data\n"
                   "\nThe same value again: the software table sees no change, so nothing reaches "
@@ -94,10 +96,9 @@ TEST_F(TarnctlTest, DemoShowsWritesWithRegistersAndAWarmRestartThatRepairsOneRow
 // it, sets its fields over the default profile.
 TEST_F(TarnctlTest, DumpListsSoftwareInKeyOrderAndEveryRow) {
   const std::string profile = file("small.profile", "# a 4-port chip\nportCount=4\nrevision=7\n");
-  std::string s = file("a.tarn",
-                       "set arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10\n"
-                       "set arp egressPort=0 rewriteIndex=63 vlanId=4094  # port 0, last row\n"
-                       "set arp egressPort=4 rewriteIndex=0 vlanId=1  # no row on 4 ports\n");
+  std::string s =
+      file("a.tarn", e3 + "set arp egressPort=0 rewriteIndex=63 vlanId=4094  # port 0, last row\n"
+                          "set arp egressPort=4 rewriteIndex=0 vlanId=1  # no row on 4 ports\n");
   EXPECT_EQ(ok("run -q --tables arp --profile " + profile + " " + s + " --dump " + path("d.json")),
             "");
   auto d = nlohmann::ordered_json::parse(readFile(path("d.json")));
@@ -125,8 +126,6 @@ TEST_F(TarnctlTest, DumpListsSoftwareInKeyOrderAndEveryRow) {
 // holds). A damaged row fails the check (exit 1) until a restart rewrites it; a corrupted row is
 // not adopted and is written empty. The JSON summary lists the rows each restart wrote.
 TEST_F(TarnctlTest, WarmRestartsWriteOnlyWhatDiffersAndCheckCatchesDamage) {
-  const std::string e3 =
-      "set arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10\n";
   const std::string e47 =
       "set arp egressPort=47 rewriteIndex=63 ethAddr=02:00:00:00:00:09 vlanId=9\n";
   const std::string e48 =  // a software-only entry: no row on 48 ports
@@ -162,8 +161,9 @@ TEST_F(TarnctlTest, WarmRestartsWriteOnlyWhatDiffersAndCheckCatchesDamage) {
 const std::string lpmTables = "--tables lpm11,lpm14,lpm17,lpm20,lpm23,lpm26,lpm29,lpm32 ";
 
 // Route lines: routes by line and from a file (cell fields by path or by last name), look-ups
-// that name the table, entry and cell that answered, a delete that re-exposes the shorter route,
-// warm restarts after which the routes are reprogrammed, and a cold one that drops them.
+// that name the table, entry and cell that answered, a delete (the route programmer's tests see
+// what it re-exposes), warm restarts after which the routes are reprogrammed, and a cold one that
+// drops them.
 TEST_F(TarnctlTest, RouteLinesProgramTheLpmTablesAndLookUpAddresses) {
   file("r.txt",
        "# VRF PREFIX CELLFIELD=VALUE...\n0 10.1.2.0/24 l3LagIndex=4\n\n"
@@ -174,7 +174,7 @@ TEST_F(TarnctlTest, RouteLinesProgramTheLpmTablesAndLookUpAddresses) {
            "route add 0 10.0.0.0/8 l3LagIndex=1\nroute load r.txt\n"
            "lookup 0 10.1.2.5\nlookup 0 10.1.2.200\nlookup 0 10.9.0.1\n"
            "lookup 1 8.8.8.8\nlookup 0 8.8.8.8\nroute del 0 10.1.2.0/24\n"
-           "lookup 0 10.1.2.5\nroute show\ncheck\nrestart warm keep\n"
+           "route show\ncheck\nrestart warm keep\n"
            "restart warm\nlookup 0 10.1.2.200\ncheck\nrestart cold\nroute show\n");
   const Result r = tarnctl("run --json " + lpmTables + s);
   EXPECT_EQ(r.code, 0);
@@ -190,10 +190,7 @@ TEST_F(TarnctlTest, RouteLinesProgramTheLpmTablesAndLookUpAddresses) {
   EXPECT_EQ(out, "lookup 0 10.1.2.5: lpm26 10.1.2.0/24 cell 0 -> " + cell(4, 0, 0, 33) + "\n" +
                      lag5 + "\nlookup 0 10.9.0.1: lpm11 10.0.0.0/11 -> " + cell(1, 0, 0, 33) +
                      "\nlookup 1 8.8.8.8: lpm11 8.0.0.0/11 -> " + cell(57, 1, 70, 33) +
-                     "\nlookup 0 8.8.8.8: lpm11 8.0.0.0/11: no route\n"
-                     "lookup 0 10.1.2.5: lpm11 10.0.0.0/11 -> " +
-                     cell(1, 0, 0, 33) +
-                     "\nroutes: 3\n"
+                     "\nlookup 0 8.8.8.8: lpm11 8.0.0.0/11: no route\nroutes: 3\n"
                      "  route add 0 10.0.0.0/8 " +
                      cell(1, 0, 0, 33) + "\n" + "  route add 0 10.1.2.128/25 " + cell(5, 0, 0, 25) +
                      "\n" + "  route add 1 0.0.0.0/0 " + cell(57, 1, 70, 33) + "\n" + lag5 +
@@ -234,8 +231,6 @@ TEST_F(TarnctlTest, AFullStrideTableRefusesARouteWithExitTwo) {
 TEST_F(TarnctlTest, BadInputExitsTwoNamingItAndLeavesOutputFilesAlone) {
   ok("run -q --profile legacy --hw-out " + path("legacy.hw") + " " +
      file("l.tarn", "set arp egressPort=1 rewriteIndex=1 vlanId=1\n"));
-  const std::string e3 =
-      "set arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10\n";
   ok("run -q --tables arp " + file("a.tarn", e3) + " --hw-out " + path("good.hw"));
   const std::string good = readFile(path("good.hw"));
   auto state = [&](const std::string& name, const std::string& from, const std::string& to) {
@@ -266,8 +261,15 @@ TEST_F(TarnctlTest, BadInputExitsTwoNamingItAndLeavesOutputFilesAlone) {
   };
   const std::string run = "run -q " + file("n.tarn", "") + outputs + " ";
   const std::string arpRun = run + "--tables arp ";
-  const std::string hwIn = "tarnctl: --hw-in: ";
+  // A run reading the state file `name` (with `options`), refused with "--hw-in: name" + `message`.
+  auto hwIn = [&](const std::string& options, const std::string& name, const std::string& message) {
+    return std::pair(run + options + "--hw-in " + path(name),
+                     "tarnctl: --hw-in: " + path(name) + message);
+  };
   const std::string vlanRow = "row 197 4 1122867 24736 1146421258 24752";
+  state("six.hw", vlanRow, "row 197 6 1122867 24736 1146421258 24752 0 0");
+  state("bounds.hw", "arp.Arp 0 3071", "arp.Arp 0 99");
+  state("vlan.hw", vlanRow, "row 197 4 1122867 24736 1146486783 24752");
   const std::string cells =
       "(fields: nexthopIndexes.l3LagIndex, nexthopIndexes.rewriteType, "
       "nexthopIndexes.rewriteIndex, aclInfo)";
@@ -376,12 +378,8 @@ TEST_F(TarnctlTest, BadInputExitsTwoNamingItAndLeavesOutputFilesAlone) {
       line("damage arp index=0 word=0", "missing xor=N"),
       line("corrupt arp index=-1", "index=-1: \"an unsigned number\", instead got -1"),
       line("check now", "unexpected 'now'"),
-      {run + "--hw-in " + path("legacy.hw"),
-       "tarnctl: --hw-in: " + path("legacy.hw") +
-           ":2: saved for profile 'legacy', not for profile 'default'\n"},
-      {run + "--hw-in " + path("none.hw"),
-       "tarnctl: --hw-in: " + path("none.hw") +
-           ": cannot open hardware state file: No such file or directory\n"},
+      hwIn("", "legacy.hw", ":2: saved for profile 'legacy', not for profile 'default'\n"),
+      hwIn("", "none.hw", ": cannot open hardware state file: No such file or directory\n"),
       {run + "--profile huge",
        "tarnctl: unknown profile 'huge': neither a built-in profile (default, "
        "legacy) nor a readable file\n"},
@@ -401,23 +399,17 @@ TEST_F(TarnctlTest, BadInputExitsTwoNamingItAndLeavesOutputFilesAlone) {
       {"run -q --dump " + path("old.json") + " --hw-out /dev/full " + path("n.tarn"),
        "tarnctl: cannot write '/dev/full': No space left on device\n"},
       {arpRun + path("dir"), "tarnctl: cannot read script '" + path("dir") + "': Is a directory\n"},
-      {arpRun + "--hw-in " + path("dir"),
-       hwIn + path("dir") + ": cannot open hardware state file: Is a directory\n"},
-      {arpRun + "--hw-in " + path("huge.hw"),
-       hwIn + path("huge.hw") +
+      hwIn("--tables arp ", "dir", ": cannot open hardware state file: Is a directory\n"),
+      hwIn("--tables arp ", "huge.hw",
            ":3: table 't0' is not a hardware table of any registered table for profile "
-           "'default'\n"},
-      {arpRun + "--hw-in " +
-           state("six.hw", vlanRow, "row 197 6 1122867 24736 1146421258 24752 0 0"),
-       hwIn + path("six.hw") + ":201: row 197 of table 'arp.Arp' holds 6 words, its rows hold 4\n"},
-      {arpRun + "--hw-in " + state("bounds.hw", "arp.Arp 0 3071", "arp.Arp 0 99"),
-       hwIn + path("bounds.hw") +
-           ":3: table 'arp.Arp' has rows [0, 99], its table declares [0, "
-           "3071]\n"},
-      {arpRun + "--hw-in " + state("vlan.hw", vlanRow, "row 197 4 1122867 24736 1146486783 24752"),
-       hwIn + path("vlan.hw") +
+           "'default'\n"),
+      hwIn("--tables arp ", "six.hw",
+           ":201: row 197 of table 'arp.Arp' holds 6 words, its rows hold 4\n"),
+      hwIn("--tables arp ", "bounds.hw",
+           ":3: table 'arp.Arp' has rows [0, 99], its table declares [0, 3071]\n"),
+      hwIn("--tables arp ", "vlan.hw",
            ": table arp copy 0 (arp.Arp) HwIndex 197: Bridging::VlanIdOrNone::value > 4094 not "
-           "allowed\n"},
+           "allowed\n"),
       {arpRun + file("d.tarn", e3 + "damage arp index=197 word=2 xor=0xfff5\nrestart warm\n"),
        path("d.tarn") + ":3: restart warm: table arp copy 0 (arp.Arp) HwIndex 197: "
                         "Bridging::VlanIdOrNone::value > 4094 not allowed\n"},
@@ -484,7 +476,7 @@ TEST_F(TarnctlTest, CorruptedReadsAreReported) {
 }
 
 TEST_F(TarnctlTest, EncodePrintsRowsWithRegistersAndDecodeReadsThemBack) {
-  EXPECT_EQ(ok("encode arp egressPort=3 rewriteIndex=5 ethAddr=00:11:22:33:44:55 vlanId=10"),
+  EXPECT_EQ(ok("encode " + e3Fields),
             arpText +
                 "\nHwTableId 0 arp.Arp HwIndex 197\n"
                 "  word 0 0x00112233 egress/processor[1]/lum_data\n"
