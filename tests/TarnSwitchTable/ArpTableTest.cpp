@@ -51,7 +51,8 @@ TarnSwitchApi::HwTableConfig& hw(const ArpOnChip& arp) {
 
 // Worked rows on both profiles: the last row and no register past it; key -> row -> processor
 // registers; the exact words of an entry (row address in bits 13..4 with bit 14 set, even parity
-// of words 0 and 2 in bit 3 of words 1 and 3) and of its deleted row.
+// of words 0 and 2 in bit 3 of words 1 and 3) and of its deleted row. (Row 197 of the default
+// chip, words and registers, is the tool tests' encode case.)
 TEST(ArpTable, KeysRowsRegistersAndExactWords) {
   struct Case {
     const char* profile;
@@ -63,7 +64,6 @@ TEST(ArpTable, KeysRowsRegistersAndExactWords) {
       {"default", 0, 0, 0, 0, 3, 0x000000010000, {0x00000001, 0x4008, 0x00000003, 0x4010}},
       {"default", 1, 63, 127, 0, 9, 0x0a0b0c0d0e0f, {0x0a0b0c0d, 0x67E0, 0x0e0f0009, 0x67F8}},
       {"default", 2, 0, 128, 1, 9, 0x0a0b0c0d0e0f, {0x0a0b0c0d, 0x4000, 0x0e0f0009, 0x4018}},
-      {"default", 3, 5, 197, 1, 7, 0x010203040506, {0x01020304, 0x60A8, 0x05060007, 0x60B8}},
       {"default", 47, 63, 3071, 23, 4094, 0xFFFFFFFEFFFF, {0xFFFFFFFE, 0x67E8, 0xFFFF0FFE, 0x67F8}},
       {"legacy", 21, 63, 1407, 10, 1, 0x00000000FFFF, {0x00000000, 0x67E0, 0xFFFF0001, 0x67F8}},
       {"legacy", 22, 0, 1408, 11, 2, 0x800000000001, {0x80000000, 0x4008, 0x00010002, 0x4010}},
@@ -116,11 +116,10 @@ TEST(ArpTable, OutOfRangeValuesRaiseTheirTypesMessages) {
   }
 }
 
-// Key and result text forms parse back (their exact text is pinned where the tool prints it).
-TEST(ArpValues, TextFormsParseBackAndAnAbsentEntryIsNull) {
-  const ArpResult result = mac(0x001122334455, 10);
-  EXPECT_EQ(ArpKey::fromText(ArpKey(3, 5).toStrep()), ArpKey(3, 5));
-  EXPECT_EQ(ArpResult::fromText(result.resultString()), result);
+// (The key and result text forms are pinned where the tool prints them; they parse back through
+// the framework's value text, whose round trip the framework tests check, and the MAC address
+// text, the chip tests'.)
+TEST(ArpValues, AnAbsentEntryIsNull) {
   EXPECT_EQ(entryText(Fen::Ptr<ArpEntry>()), "NULL");
 }
 

@@ -134,9 +134,6 @@ TYPED_TEST_P(HashTableSuite, UpdateRewritesInPlaceAndDeleteWritesNull) {
   this->table().entryDel(k);
   this->table().entryDel(k);  // absent: never placed, nothing to write
   EXPECT_EQ(written.size(), 2u * copies);
-  const auto row = this->conv().hwIndex(where);
-  EXPECT_EQ(rowWords(*this->conv().copies().front().table, row, this->conv().hwEntryWords()),
-            this->encode(typename TestFixture::Item(), row));
   EXPECT_TRUE(this->hardwareMatches({}));
 }
 
@@ -268,18 +265,15 @@ TYPED_TEST_P(HashTableSuite, RandomOperationsMatchModel) {
       for (const auto& kv : model) where[kv.first] = this->placed(kv.first);
       if (how == Restart::cold) model.clear(), where.clear();
       const Fen::U64 written = this->restart(how);
-      if (how != Restart::cold && !damaged) {
-        ASSERT_EQ(written, 0u) << "rows written";
-      }
+      ASSERT_TRUE(how == Restart::cold || damaged || written == 0) << written << " rows written";
       damaged = false;
       for (const auto& [key, loc] : where) ASSERT_EQ(this->placed(key), loc) << key;
     }
     checking = false;
     ASSERT_EQ(this->table().cuckooHashTableStatus()->cmdCount(), 0u) << "a command not written";
     ASSERT_EQ(this->software(), model);
-    if (!damaged) {
-      ASSERT_TRUE(this->hardwareMatches(model));
-    }
+    if (damaged) continue;
+    ASSERT_TRUE(this->hardwareMatches(model));
   }
 }
 

@@ -72,15 +72,14 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Legacy, Layer2TableSuite, Members<true>);
 
 namespace {
 
-// A chip of N ports in K pipelines of P ports each.
-ChipPtr chipOf(U16 ports, U8 pipelines, U8 perPipeline, bool cpu = false, U8 revision = 2) {
+// A chip of N ports in K pipelines of P ports each, of revision 2 and without a CPU pipeline.
+ChipPtr chipOf(U16 ports, U8 pipelines, U8 perPipeline) {
   TarnSwitch::ChipProfile p;
   p.name = "small";
   p.portCount = ports;
   p.pipelineCount = pipelines;
   p.portsPerPipeline = perPipeline;
-  p.hasCpuPipeline = cpu;
-  p.revision = revision;
+  p.revision = 2;
   return Fen::makePtr<TarnSwitchApi::HwTableCollection>(p);
 }
 
@@ -325,16 +324,14 @@ TEST(Layer2Values, TextFormsShortFormsAndModes) {
   EXPECT_EQ(e.result.shortStrep(), "uucPortMask:0x000000000030 umcPortMask:0x100000000000");
 }
 
+// (A VLAN of 0 or 4095 is the framework tests' ranged-type case.)
 TEST(Layer2Tables, RangeRefusals) {
-  const std::string vlan = "Bridging::VlanId::value < 1 or > 4094 not allowed";
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[] {
          PortConfigKey::fromText("Value('TarnSwitchTable::PortConfigKey', ** {'portId': 50})");
        },
        portMessage},
       {[] { LagLookUpKey(50); }, portMessage},
-      {[] { Fen::parseText<Bridging::VlanId>("0"); }, vlan},
-      {[] { Fen::parseText<Bridging::VlanId>("4095"); }, vlan},
       // A chip of 51 ports has a row past the last port id.
       {[] { startTable(l2ControlTableFactory("l2"), chipOf(51, 5, 12), StartMode::cold); },
        portMessage},
