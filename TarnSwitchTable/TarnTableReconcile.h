@@ -248,7 +248,7 @@ unsigned expectedRowWords(Conv& c, HwTableId id, HwIndex index, U32* words) {
 template <class Conv>
 typename Conv::Item decodeRowItem(Conv& c, HwTableId id, HwIndex index) {
   typename Conv::Item item;
-  c.nullItem(index, item);
+  c.nullItem(index, item);  // first: a row past the last key raises the key's range message
   U32 words[hwEntryMaxWords];
   c.readRow(c.copyChecked(id), index, words);
   decodeRowWords(c, index, words, item);

@@ -30,30 +30,29 @@ class Crc {
 
   // The CRC of the first `bits` bits of `bytes`, most significant bit of byte 0 first.
   U32 hash(const U8* bytes, U8 way, U32 bits) const {
+    return run(way, bits, [bytes](U32 i) { return bytes[i]; });
+  }
+  // The same over the first `bits` (at most 64) bits of `message`, most significant first.
+  U32 hash(U64 message, U8 way, U32 bits) const {
+    FEN_ASSERT(bits <= 64);
+    return run(way, bits, [message](U32 i) { return U8(message >> (56 - 8 * i)); });
+  }
+
+ private:
+  // The CRC of `bits` message bits, byte i of the message being byteAt(i): whole bytes a table
+  // step each, the bits after the last whole byte one at a time.
+  template <class ByteAt>
+  U32 run(U8 way, U32 bits, const ByteAt& byteAt) const {
     const U32 poly = polys_[way % 3];
     const U16* table = table_[way % 3];
     U32 reg = (U32(way) / 3) & mask_;
     U32 i = 0;
     for (; i + 8 <= bits; i += 8) {
-      reg = ((reg << 8) & mask_) ^ table[((reg >> (width_ - 8)) ^ bytes[i / 8]) & 0xFFu];
+      reg = ((reg << 8) & mask_) ^ table[((reg >> (width_ - 8)) ^ byteAt(i / 8)) & 0xFFu];
     }
-    for (; i < bits; ++i) reg = shift(reg, (bytes[i / 8] >> (7 - i % 8)) & 1u, poly);
+    for (; i < bits; ++i) reg = shift(reg, (byteAt(i / 8) >> (7 - i % 8)) & 1u, poly);
     return reg;
   }
-  U32 hash(U64 message, U8 way, U32 bits) const {
-    FEN_ASSERT(bits <= 64);
-    const U32 poly = polys_[way % 3];
-    const U16* table = table_[way % 3];
-    U32 reg = (U32(way) / 3) & mask_;
-    U32 i = 0;
-    for (; i + 8 <= bits; i += 8, message <<= 8) {
-      reg = ((reg << 8) & mask_) ^ table[((reg >> (width_ - 8)) ^ U32(message >> 56)) & 0xFFu];
-    }
-    for (; i < bits; ++i, message <<= 1) reg = shift(reg, U32(message >> 63), poly);
-    return reg;
-  }
-
- private:
   // Shifts one message bit into the register's top and reduces.
   U32 shift(U32 reg, U32 in, U32 poly) const {
     const bool feedback = ((reg & top_) != 0) != (in != 0);
