@@ -375,6 +375,8 @@ TEST_F(TarnctlTest, BadInputExitsTwoNamingItAndLeavesOutputFilesAlone) {
       {run + "--profile " + path("bad.profile"),
        path("bad.profile") + ":2: profile field portCount=70000: U16::value > 65535 not allowed\n"},
       {run + "--trace Nowhere=3", "tarnctl: --trace Nowhere=3: "},
+      // --trace takes one value each time: the script after it stays the script.
+      script("--trace TarnTableArp=1 ", "check now\n", 1, "unexpected 'now'"),
       {run + "--bogus",
        "The following argument was not expected: --bogus\nRun with --help for more information.\n"},
       {"decode arp --index 3072 1",

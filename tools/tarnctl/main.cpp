@@ -199,7 +199,8 @@ void addRun(CLI::App& app, RunArgs& a, int& result) {
   run->add_option("--hw-in", a.hwIn, "start from saved hardware (warm start and reconcile)");
   run->add_option("--hw-out", a.hwOut, "save the hardware at the end");
   run->add_option("--dump", a.dump, "JSON dump of software and hardware at the end ('-': stdout)");
-  run->add_option("--trace", a.traces, "MODULE=LEVEL, trace to stderr (repeatable)");
+  run->add_option("--trace", a.traces, "MODULE=LEVEL, trace to stderr (repeatable)")
+      ->allow_extra_args(false);
   run->add_option("--tables", a.tables,
                   "build only these tables, short names separated by commas (e.g. arp)")
       ->type_name("LIST")
@@ -260,7 +261,8 @@ void addSoak(CLI::App& app, SoakOptions& o, std::string& tables, int& result) {
   soak->add_option("--ops", o.ops, "operations in all")->capture_default_str();
   soak->add_option("--restarts", o.restarts, "restarts in all (about)")->capture_default_str();
   soak->add_option("--profile", o.profiles, "built-in profiles or profile files (repeatable)")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->allow_extra_args(false);
   soak->add_option("--tables", tables, "only these tables, short names separated by commas");
   soak->add_option("--shrink-seconds", o.shrinkSeconds, "time spent shrinking a failure")
       ->capture_default_str();
